@@ -1,0 +1,6 @@
+#include "qsqlconnection.h"
+
+QSqlConnection::QSqlConnection(QObject *parent)
+    : QObject(parent)
+{
+}
