@@ -1,0 +1,581 @@
+#include "loggedinconnection.h"
+#include "pgtestdb.h"
+#include "qsqlconnection.h"
+#include "recordhelpers.h"
+#include "testmain.h"
+
+#include <QAbstractButton>
+#include <QMessageBox>
+#include <QSqlError>
+#include <QSqlField>
+#include <QSqlQuery>
+#include <QSqlRecord>
+#include <QTemporaryDir>
+#include <QTemporaryFile>
+#include <cstdio>
+
+namespace {
+
+// Collects the warnings written while it lives (and passes them on).
+class WarningCatcher
+{
+public:
+    WarningCatcher()
+    {
+        s_lines.clear();
+        m_previous = qInstallMessageHandler(handler);
+    }
+    ~WarningCatcher() { qInstallMessageHandler(m_previous); }
+    QStringList lines() const { return s_lines; }
+
+private:
+    static void handler(QtMsgType type, const QMessageLogContext &, const QString &message)
+    {
+        if (type == QtWarningMsg)
+            s_lines << message;
+    }
+    static QStringList s_lines;
+    QtMessageHandler m_previous;
+};
+QStringList WarningCatcher::s_lines;
+
+// Answers every modal box that comes up with `button` and remembers its title.
+class BoxWatcher : public QObject
+{
+public:
+    explicit BoxWatcher(QMessageBox::StandardButton button)
+        : m_button(button)
+    {
+        startTimer(50);
+    }
+    QStringList titles;
+    QStringList texts;
+
+protected:
+    void timerEvent(QTimerEvent *) override
+    {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        titles << box->windowTitle();
+        texts << box->text();
+        if (QAbstractButton *b = box->button(m_button))
+            b->click();
+        else
+            box->reject();
+    }
+
+private:
+    QMessageBox::StandardButton m_button;
+};
+
+QSqlRecord makeRecord(const QVariantMap &values)
+{
+    QSqlRecord record;
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        QSqlField field(it.key(), it.value().type());
+        field.setValue(it.value());
+        record.append(field);
+    }
+    return record;
+}
+
+QString readAll(const QString &path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return QString();
+    return QString::fromLocal8Bit(f.readAll());
+}
+
+bool driverReady()
+{
+    QLibrary lib(PgTestDb::driverPath());
+    return lib.resolve("Connect") && lib.resolve("bindQueryParam") && lib.resolve("login");
+}
+
+// Standard input read from a file for the duration of a test.
+class StdinFromText
+{
+public:
+    explicit StdinFromText(const QByteArray &text)
+    {
+        m_file.open();
+        m_file.write(text);
+        m_file.flush();
+        m_ok = std::freopen(QFile::encodeName(m_file.fileName()).constData(), "r", stdin);
+    }
+    bool ok() const { return m_ok; }
+    // The rest of standard input, after the code under test read from it.
+    QByteArray rest() const
+    {
+        QByteArray bytes;
+        int c;
+        while ((c = std::fgetc(stdin)) != EOF)
+            bytes += char(c);
+        return bytes;
+    }
+
+private:
+    QTemporaryFile m_file;
+    bool m_ok = false;
+};
+
+} // namespace
+
+#define REQUIRE_DRIVER()                                                                           \
+    do {                                                                                           \
+        if (!driverReady())                                                                        \
+            QSKIP("the driver library does not offer its entry points yet");                       \
+    } while (false)
+
+class TestConnection : public QObject
+{
+    Q_OBJECT
+private slots:
+    void init();
+    void cleanup();
+
+    void missingEntryPoints_giveNeutralAnswers();
+
+    void positionalPlaceholders_data();
+    void positionalPlaceholders();
+    void recordPlaceholders_data();
+    void recordPlaceholders();
+    void recordQueryForm_runsOnMainDatabase();
+
+    void trace_unwritablePathStillExecutes();
+    void trace_appendsEachStatement();
+
+    void failedStatement_leavesFailedQueryAndWarns();
+    void failedStatement_boxOnlyInDebugWithGui_data();
+    void failedStatement_boxOnlyInDebugWithGui();
+    void notConnected_runsNothing();
+
+    void login_setsProperties_data();
+    void login_setsProperties();
+    void login_wrongPasswordChangesNothing();
+
+    void connect_invalidDatabaseConsole_data();
+    void connect_invalidDatabaseConsole();
+    void connect_invalidDatabaseGui_data();
+    void connect_invalidDatabaseGui();
+
+    void driverForwards();
+};
+
+void TestConnection::init()
+{
+    for (const char *name :
+         {"SQLTraceFile", "bDebugDB", "bNoGUI", "LogedIn", "LogedUser", "LogedPass"})
+        qApp->setProperty(name, QVariant());
+}
+
+void TestConnection::cleanup()
+{
+    init();
+}
+
+void TestConnection::missingEntryPoints_giveNeutralAnswers()
+{
+    // The module library is a library, but no database driver.
+    QLibrary other(QStringLiteral(LIB_DIR "/librejects.so"));
+    QVERIFY2(other.load(), qPrintable(other.errorString()));
+    QSqlConnection connection(&other);
+    QCOMPARE(connection.currentDriver(), &other);
+
+    QVERIFY(!connection.Connect(QStringLiteral("tst_missing"), true));
+    QVERIFY(!connection.isConnected());
+    QVERIFY(!connection.batchExec(QStringLiteral("select 1"), nullptr, nullptr));
+    QPanelList panels;
+    QVERIFY(!connection.GetList(panels));
+    QVERIFY(panels.isEmpty());
+    QVERIFY(!connection.execScript(QStringLiteral("select 1")).isValid());
+    QCOMPARE(connection.parseQuery(QStringLiteral("select :a"), QStringLiteral("a"), 1),
+             QStringLiteral("select :a"));
+
+    QSqlQuery query;
+    connection.scopeIdentity(QStringLiteral("t_process_exam"), &query);
+    connection.scopeIdentity(QStringLiteral("t_process_exam"), nullptr);
+    QVERIFY(!query.isActive());
+    connection.execScript(QStringLiteral("select 1"), &query, QVariantList());
+    QVERIFY(!query.isActive());
+
+    // Binding a null driver keeps the old one; rebinding to nothing is refused.
+    connection.init(nullptr);
+    QCOMPARE(connection.currentDriver(), &other);
+    QVERIFY(!connection.remakeConnection(nullptr, QStringLiteral("tst_missing")));
+}
+
+void TestConnection::positionalPlaceholders_data()
+{
+    QTest::addColumn<QString>("sql");
+    QTest::addColumn<QVariantList>("values");
+    QTest::addColumn<bool>("substituted");
+    QTest::addColumn<QVariantList>("row");
+
+    QTest::newRow("two of two") << QStringLiteral("select :a , :b") << QVariantList{7, 8} << true
+                                << QVariantList{7, 8};
+    QTest::newRow("parentheses and commas")
+        << QStringLiteral("select (:a)+:b,(:c)") << QVariantList{2, 3, QStringLiteral("x")} << true
+        << QVariantList{5, QStringLiteral("x")};
+    QTest::newRow("same name twice counts twice")
+        << QStringLiteral("select :a , :a") << QVariantList{1, 2} << true << QVariantList{1, 2};
+    QTest::newRow("three values for two")
+        << QStringLiteral("select :a , :b") << QVariantList{1, 2, 3} << false << QVariantList();
+    QTest::newRow("one value for two")
+        << QStringLiteral("select :a , :b") << QVariantList{1} << false << QVariantList();
+    QTest::newRow("none given") << QStringLiteral("select :a") << QVariantList() << false
+                                << QVariantList();
+    QTest::newRow("no placeholders, values ignored")
+        << QStringLiteral("select 41+1") << QVariantList{1} << true << QVariantList{42};
+    QTest::newRow("cast is no placeholder")
+        << QStringLiteral("select '5'::int + :a") << QVariantList{1} << true << QVariantList{6};
+}
+
+void TestConnection::positionalPlaceholders()
+{
+    REQUIRE_DRIVER();
+    QFETCH(QString, sql);
+    QFETCH(QVariantList, values);
+    QFETCH(bool, substituted);
+    QFETCH(QVariantList, row);
+
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QTemporaryDir dir;
+    const QString trace = dir.filePath(QStringLiteral("trace.sql"));
+    qApp->setProperty("SQLTraceFile", trace);
+
+    QSqlQuery query = conn->execScript(sql, values);
+    const QString executed = readAll(trace).chopped(2);
+    if (!substituted) {
+        // The text ran as it was written, and PostgreSQL refuses ":a".
+        QCOMPARE(executed, sql);
+        QVERIFY(!query.isActive());
+        return;
+    }
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QVERIFY(!executed.contains(QLatin1Char(':')) || sql.contains(QLatin1String("::")));
+    QVERIFY(query.isValid()); // positioned on the first row
+    for (int i = 0; i < row.size(); ++i)
+        QCOMPARE(query.value(i).toString(), row.at(i).toString());
+}
+
+void TestConnection::recordPlaceholders_data()
+{
+    QTest::addColumn<QString>("sql");
+    QTest::addColumn<QVariantMap>("fields");
+    QTest::addColumn<QVariantList>("row"); // invalid entry: NULL expected
+
+    const QVariantMap idName{{QStringLiteral("id"), 5}, {QStringLiteral("name"), "Брак"}};
+    QTest::newRow("all found") << QStringLiteral("select :id , :name") << idName
+                               << QVariantList{5, QStringLiteral("Брак")};
+    QTest::newRow("order of the text, not of the record")
+        << QStringLiteral("select :name , :id") << idName
+        << QVariantList{QStringLiteral("Брак"), 5};
+    QTest::newRow("missing field gives NULL")
+        << QStringLiteral("select :id , :missing") << idName << QVariantList{5, QVariant()};
+    QTest::newRow("semicolon stays in the name")
+        << QStringLiteral("select :id;") << idName << QVariantList{QVariant()};
+    QTest::newRow("quote in a value")
+        << QStringLiteral("select :name") << QVariantMap{{QStringLiteral("name"), "O'Brien"}}
+        << QVariantList{QStringLiteral("O'Brien")};
+}
+
+void TestConnection::recordPlaceholders()
+{
+    REQUIRE_DRIVER();
+    QFETCH(QString, sql);
+    QFETCH(QVariantMap, fields);
+    QFETCH(QVariantList, row);
+
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    QSqlQuery query(conn->getDatabase());
+    conn->execScript(sql, &query, makeRecord(fields), true);
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QVERIFY(query.isValid());
+    for (int i = 0; i < row.size(); ++i) {
+        if (row.at(i).isValid())
+            QCOMPARE(query.value(i).toString(), row.at(i).toString());
+        else
+            QVERIFY2(query.value(i).isNull(), qPrintable(query.value(i).toString()));
+    }
+}
+
+void TestConnection::recordQueryForm_runsOnMainDatabase()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    QSqlQuery query = conn->execScript(QStringLiteral("select current_database() , :x"),
+                                       makeRecord({{QStringLiteral("x"), 3}}));
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QCOMPARE(query.value(0).toString(), db.name());
+    QCOMPARE(query.value(1).toInt(), 3);
+    conn->execScript(QStringLiteral("select 1"), nullptr, QSqlRecord()); // no query: nothing
+}
+
+void TestConnection::trace_unwritablePathStillExecutes()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QTemporaryDir dir;
+    // A directory cannot be opened as a file, whoever runs the test.
+    qApp->setProperty("SQLTraceFile", dir.path());
+    QSqlQuery query = conn->execScript(QStringLiteral("select :a"), QVariantList{11});
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QCOMPARE(query.value(0).toInt(), 11);
+
+    qApp->setProperty("SQLTraceFile", dir.filePath(QStringLiteral("no/such/dir/trace.sql")));
+    query = conn->execScript(QStringLiteral("select :a"), QVariantList{12});
+    QCOMPARE(query.value(0).toInt(), 12);
+}
+
+void TestConnection::trace_appendsEachStatement()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QTemporaryDir dir;
+    const QString trace = dir.filePath(QStringLiteral("trace.sql"));
+    {
+        QFile f(trace);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("-- earlier\r\n");
+    }
+    qApp->setProperty("SQLTraceFile", trace);
+    conn->execScript(QStringLiteral("select 1"), QVariantList());
+    conn->execScript(QStringLiteral("select no_such_column"), QVariantList()); // traced too
+    qApp->setProperty("SQLTraceFile", QString());
+    conn->execScript(QStringLiteral("select 2"), QVariantList()); // trace off
+
+    QCOMPARE(readAll(trace), QStringLiteral("-- earlier\r\nselect 1\r\nselect no_such_column\r\n"));
+}
+
+void TestConnection::failedStatement_leavesFailedQueryAndWarns()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    WarningCatcher warnings;
+    QSqlQuery query = conn->execScript(QStringLiteral("select no_such_column"), QVariantList());
+    QVERIFY(!query.isActive());
+    QVERIFY(query.lastError().isValid());
+    const QString error = query.lastError().text().trimmed();
+    QVERIFY(!error.isEmpty());
+    const QStringList lines = warnings.lines().filter(QStringLiteral("Error executing query: "));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(
+        lines.first().startsWith(QStringLiteral("Error executing query: select no_such_column")));
+    QVERIFY(lines.first().contains(error));
+}
+
+void TestConnection::failedStatement_boxOnlyInDebugWithGui_data()
+{
+    QTest::addColumn<QVariant>("debugDB");
+    QTest::addColumn<QVariant>("noGui");
+    QTest::addColumn<bool>("box");
+    QTest::newRow("normal") << QVariant() << QVariant() << false;
+    QTest::newRow("debug") << QVariant(true) << QVariant(false) << true;
+    QTest::newRow("debug, no GUI") << QVariant(true) << QVariant(true) << false;
+    QTest::newRow("GUI, no debug") << QVariant(false) << QVariant(false) << false;
+}
+
+void TestConnection::failedStatement_boxOnlyInDebugWithGui()
+{
+    REQUIRE_DRIVER();
+    QFETCH(QVariant, debugDB);
+    QFETCH(QVariant, noGui);
+    QFETCH(bool, box);
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    qApp->setProperty("bDebugDB", debugDB);
+    qApp->setProperty("bNoGUI", noGui);
+
+    BoxWatcher watcher(QMessageBox::Ok);
+    QSqlQuery query = conn->execScript(QStringLiteral("select 1/0"), QVariantList());
+    QVERIFY(!query.isActive());
+    if (box) {
+        QCOMPARE(watcher.titles, QStringList{QStringLiteral("Database error")});
+        QCOMPARE(watcher.texts.first(), query.lastError().text().trimmed());
+    } else {
+        QVERIFY(watcher.titles.isEmpty());
+    }
+}
+
+void TestConnection::notConnected_runsNothing()
+{
+    REQUIRE_DRIVER();
+    QLibrary driver(PgTestDb::driverPath());
+    QSqlConnection connection(&driver); // bound, never connected
+    QVERIFY(!connection.isConnected());
+    QTemporaryDir dir;
+    const QString trace = dir.filePath(QStringLiteral("trace.sql"));
+    qApp->setProperty("SQLTraceFile", trace);
+    QSqlQuery query = connection.execScript(QStringLiteral("select 1"), QVariantList());
+    QVERIFY(!query.isActive());
+    query = connection.execScript(QStringLiteral("select 1"), QSqlRecord());
+    QVERIFY(!query.isActive());
+    QVERIFY(!QFile::exists(trace));
+}
+
+void TestConnection::login_setsProperties_data()
+{
+    QTest::addColumn<QString>("login");
+    QTest::addColumn<QString>("password");
+    QTest::newRow("user") << QStringLiteral("kuznetsova") << QStringLiteral("kuznetsova");
+    QTest::newRow("built-in administrator") << QString() << QStringLiteral("admin");
+}
+
+void TestConnection::login_setsProperties()
+{
+    REQUIRE_DRIVER();
+    QFETCH(QString, login);
+    QFETCH(QString, password);
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db, login, password);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    QSqlQuery check(db.directConnection());
+    QVERIFY(check.exec(
+        QStringLiteral("select c_name from sys.t_user where c_login = '%1'").arg(login)));
+    QVERIFY(check.next());
+    QCOMPARE(qApp->property("LogedIn").toString(), check.value(0).toString());
+    QVERIFY(!qApp->property("LogedIn").toString().isEmpty());
+    QCOMPARE(qApp->property("LogedUser").toString(), login);
+    QCOMPARE(qApp->property("LogedPass").toString(), password);
+    QCOMPARE(varToObj(qApp->property("Connection")), conn.connection());
+}
+
+void TestConnection::login_wrongPasswordChangesNothing()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    qApp->setProperty("LogedUser", QStringLiteral("before"));
+    QVERIFY(!conn->login(QStringLiteral("kuznetsova"), QStringLiteral("wrong")));
+    QVERIFY(!conn->login(QStringLiteral("nobody"), QStringLiteral("nobody")));
+    QVERIFY(!conn->login(QStringLiteral("x' or '1'='1"), QStringLiteral("x' or '1'='1")));
+    QCOMPARE(qApp->property("LogedUser").toString(), QStringLiteral("before"));
+}
+
+void TestConnection::connect_invalidDatabaseConsole_data()
+{
+    QTest::addColumn<QByteArray>("input");
+    QTest::addColumn<bool>("created");
+    QTest::addColumn<QByteArray>("rest");
+    QTest::newRow("y") << QByteArray("y\nafter\n") << true << QByteArray("after\n");
+    QTest::newRow("Yes") << QByteArray("Yes\n") << true << QByteArray();
+    QTest::newRow("n") << QByteArray("n\nafter\n") << false << QByteArray("after\n");
+    QTest::newRow("N") << QByteArray("N\n") << false << QByteArray();
+    QTest::newRow("asks again until n")
+        << QByteArray("x\nmaybe\n\nn\nafter\n") << false << QByteArray("after\n");
+    QTest::newRow("asks again until y") << QByteArray("x\nmaybe\ny\n") << true << QByteArray();
+    QTest::newRow("end of input") << QByteArray("x\n") << false << QByteArray();
+}
+
+void TestConnection::connect_invalidDatabaseConsole()
+{
+    REQUIRE_DRIVER();
+    QFETCH(QByteArray, input);
+    QFETCH(bool, created);
+    QFETCH(QByteArray, rest);
+
+    PgTestDb db(QStringLiteral("tst_conn_empty"), PgTestDb::Empty);
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    db.makeDefault();
+    QLibrary driver(PgTestDb::driverPath());
+    {
+        QSqlConnection connection(&driver);
+        StdinFromText stdinText(input);
+        QVERIFY(stdinText.ok());
+
+        QCOMPARE(connection.Connect(LoggedInConnection::connectionName(), true), created);
+        QCOMPARE(connection.isConnected(), created);
+        QCOMPARE(stdinText.rest(), rest);
+
+        QSqlQuery check(db.directConnection());
+        QVERIFY(check.exec(QStringLiteral("select to_regclass('sys.t_user') is not null")));
+        QVERIFY(check.next());
+        QCOMPARE(check.value(0).toBool(), created);
+        // A created database is ready for its administrator.
+        if (created)
+            QVERIFY(connection.login(QString(), QStringLiteral("admin")));
+    }
+    QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
+}
+
+void TestConnection::connect_invalidDatabaseGui_data()
+{
+    QTest::addColumn<int>("answer");
+    QTest::addColumn<bool>("created");
+    QTest::newRow("Ok") << int(QMessageBox::Ok) << true;
+    QTest::newRow("Cancel") << int(QMessageBox::Cancel) << false;
+}
+
+void TestConnection::connect_invalidDatabaseGui()
+{
+    REQUIRE_DRIVER();
+    QFETCH(int, answer);
+    QFETCH(bool, created);
+    PgTestDb db(QStringLiteral("tst_conn_empty"), PgTestDb::Empty);
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    db.makeDefault();
+    QLibrary driver(PgTestDb::driverPath());
+    {
+        QSqlConnection connection(&driver);
+        BoxWatcher watcher{QMessageBox::StandardButton(answer)};
+        QCOMPARE(connection.Connect(LoggedInConnection::connectionName(), false), created);
+        QCOMPARE(watcher.titles, QStringList{QStringLiteral("Unknown database")});
+        QCOMPARE(watcher.texts.first(),
+                 QStringLiteral("Database is invalid or corrupted. Want for create?"));
+    }
+    QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
+}
+
+void TestConnection::driverForwards()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    QSqlQuery check(db.directConnection());
+    QVERIFY(check.exec(QStringLiteral("select id from sys.t_user where c_login = ''")));
+    QVERIFY(check.next());
+    QCOMPARE(conn->getSystemAttr(QStringLiteral("superAdminId")).toString(),
+             check.value(0).toString());
+    QVERIFY(!conn->getSystemAttr(QStringLiteral("NoSuchAttribute")).isValid());
+    QVERIFY(conn->getScript(QStringLiteral("NO_SUCH_SCRIPT")).isEmpty());
+
+    QPanelList panels;
+    QVERIFY(conn->GetList(panels));
+    bool found = false;
+    for (const panelData &panel : qAsConst(panels))
+        found = found || (panel.name == QLatin1String("rejects") && panel.library == "rejects");
+    QVERIFY(found);
+
+    QList<QSqlQuery> results;
+    QVERIFY(conn->batchExec(QStringLiteral("create temp table tst_b(x int);\n"
+                                           "insert into tst_b values (1);\n"),
+                            nullptr, nullptr));
+    QVERIFY(!conn->batchExec(QStringLiteral("select no_such_column;"), nullptr, &results));
+}
+
+REJECTS_TEST_MAIN(TestConnection)
+
+#include "tst_connection.moc"
