@@ -1,5 +1,7 @@
 #include "qsqlconnection.h"
 
+#include "infolist.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QFile>
@@ -7,6 +9,7 @@
 #include <QMessageBox>
 #include <QRegularExpression>
 #include <QSqlError>
+#include <QSqlField>
 #include <cstdio>
 
 namespace {
@@ -344,4 +347,17 @@ void QSqlConnection::scopeIdentity(const QString &table, QSqlQuery *query)
         return;
     query->finish();
     fnScopeIdentity(table, query);
+}
+
+QSqlRecord QSqlConnection::convert(const QSqlRecord &record, infoList &columns)
+{
+    QSqlRecord converted;
+    for (const colInfo &column : columns) {
+        const auto type = QVariant::Type(column.type);
+        QSqlField field(column.name, type);
+        if (record.contains(column.name))
+            field.setValue(convert(record.value(column.name), type));
+        converted.append(field);
+    }
+    return converted;
 }

@@ -1,3 +1,4 @@
+#include "infolist.h"
 #include "loggedinconnection.h"
 #include "pgtestdb.h"
 #include "qsqlconnection.h"
@@ -162,6 +163,7 @@ private slots:
     void connect_invalidDatabaseGui();
 
     void driverForwards();
+    void convertRecord_followsColumns();
 };
 
 void TestConnection::init()
@@ -574,6 +576,40 @@ void TestConnection::driverForwards()
                                            "insert into tst_b values (1);\n"),
                             nullptr, nullptr));
     QVERIFY(!conn->batchExec(QStringLiteral("select no_such_column;"), nullptr, &results));
+}
+
+void TestConnection::convertRecord_followsColumns()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+
+    infoList columns;
+    colInfo column;
+    column.name = QStringLiteral("c_name");
+    column.type = QVariant::String;
+    columns.append(column);
+    column.name = QStringLiteral("id");
+    column.type = QVariant::LongLong;
+    columns.append(column);
+    column.name = QStringLiteral("n_count");
+    column.type = QVariant::Int;
+    columns.append(column);
+
+    const QSqlRecord record = makeRecord({{QStringLiteral("id"), QStringLiteral("9000000000")},
+                                          {QStringLiteral("c_name"), QStringLiteral("Брак")},
+                                          {QStringLiteral("c_extra"), 1}});
+    const QSqlRecord converted = conn->convert(record, columns);
+    QCOMPARE(converted.count(), 3);
+    QCOMPARE(converted.fieldName(0), QStringLiteral("c_name"));
+    QCOMPARE(converted.fieldName(1), QStringLiteral("id"));
+    QCOMPARE(converted.fieldName(2), QStringLiteral("n_count"));
+    QCOMPARE(converted.value(0).toString(), QStringLiteral("Брак"));
+    QCOMPARE(converted.value(1).toLongLong(), 9000000000LL);
+    QCOMPARE(converted.field(1).type(), QVariant::LongLong);
+    QVERIFY(converted.value(2).isNull()); // no such field in the loaded row
+    QVERIFY(!converted.contains(QStringLiteral("c_extra")));
 }
 
 REJECTS_TEST_MAIN(TestConnection)
