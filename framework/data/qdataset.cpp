@@ -115,8 +115,7 @@ void QDataSet::intersect(QDataSet *other)
                 Qt::UniqueConnection);
 }
 
-void QDataSet::linkedDataChanged(QString table, QVariant oldValue, QVariant newValue,
-                                 QString field)
+void QDataSet::linkedDataChanged(QString table, QVariant oldValue, QVariant newValue, QString field)
 {
     if (oldValue == newValue && oldValue.isNull() == newValue.isNull())
         return;
@@ -130,8 +129,8 @@ void QDataSet::linkedDataChanged(QString table, QVariant oldValue, QVariant newV
         // the detail column cannot take from looping for ever.
         for (int left = detail->rowCount(); left > 0; --left) {
             const int row = detail->locate(link.detailField, oldValue);
-            if (row < 0 || !detail->setField(link.detailField, newValue)
-                || detail->getField(link.detailField, row) == oldValue)
+            if (row < 0 || !detail->setField(link.detailField, newValue) ||
+                detail->getField(link.detailField, row) == oldValue)
                 break;
         }
     }
@@ -146,16 +145,16 @@ QString QDataSet::dump(QString directory, bool withState, QString name, QStringL
     for (QDataTable *table : qAsConst(m_tables)) {
         if (!tables.isEmpty() && !tables.contains(table->objectName()))
             continue;
-        blocks.append(QStringLiteral("\"TABLE:\";\"") + table->objectName()
-                      + QStringLiteral("\";\n") + table->prepareDump(withState));
+        blocks.append(QStringLiteral("\"TABLE:\";\"") + table->objectName() +
+                      QStringLiteral("\";\n") + table->prepareDump(withState));
     }
     QString text = blocks.join(QStringLiteral(";\n;\n;\n"));
     if (!name.isEmpty())
         text.prepend(QStringLiteral("\"DATASET:\";\"") + name + QStringLiteral("\";\n"));
-    const QString path = dir.filePath(
-        QStringLiteral("dataset_")
-        + QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd hh_mm"))
-        + QStringLiteral(".csv"));
+    const QString path =
+        dir.filePath(QStringLiteral("dataset_") +
+                     QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd hh_mm")) +
+                     QStringLiteral(".csv"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return QString();

@@ -18,7 +18,6 @@
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QTextCodec>
-
 #include <algorithm>
 #include <memory>
 
@@ -176,8 +175,8 @@ QDataTable::QDataTable(QString name, QSqlConnection *connection, QObject *parent
 }
 
 QDataTable::QDataTable(QDataTable *source)
-    : QDataTable(source ? source->objectName() : QString(),
-                 source ? source->m_connection : nullptr, nullptr)
+    : QDataTable(source ? source->objectName() : QString(), source ? source->m_connection : nullptr,
+                 nullptr)
 {
     if (!source)
         return;
@@ -455,9 +454,9 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
     int row = 0;
     for (bool valid = query.isValid(); valid; valid = query.next(), ++row) {
         for (int c = 0; c < columns; ++c)
-            record.setValue(c, source.at(c) < 0 ? QVariant(QVariant::Type(types.at(c)))
-                                                : toColumnType(query.value(source.at(c)),
-                                                               types.at(c)));
+            record.setValue(c, source.at(c) < 0
+                                   ? QVariant(QVariant::Type(types.at(c)))
+                                   : toColumnType(query.value(source.at(c)), types.at(c)));
         items.clear();
         for (int c = 0; c < columns; ++c) {
             auto *item = new QDataTableItem;
@@ -467,9 +466,9 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
             if (offered && shown.at(c)) {
                 cellData cell = fresh;
                 emit getDispInfo(c, &value, &cell, &record, rsUnchanged);
-                if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush
-                    || cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty()
-                    || !(cell.font == fresh.font)) {
+                if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush ||
+                    cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty() ||
+                    !(cell.font == fresh.font)) {
                     item->decoration.reset(new QDataTableItem::Decoration);
                     item->decoration->icon = cell.icon;
                     item->decoration->foreground = cell.foreground;
@@ -612,13 +611,13 @@ QStringList QDataTable::getValuesList(QString name) const
 int QDataTable::getRowState(int row) const
 {
     QDataTableItem *item = row < 0 ? nullptr : firstItem(row);
-    return item ? item->state : rsDeleted;
+    return item ? int(item->state) : int(rsDeleted);
 }
 
 int QDataTable::getLock(int row) const
 {
     QDataTableItem *item = row < 0 ? nullptr : firstItem(row);
-    return item ? item->lock : lsUnlocked;
+    return item ? int(item->lock) : int(lsUnlocked);
 }
 
 void QDataTable::setLock(int row, lockState lock)
@@ -665,10 +664,9 @@ void QDataTable::setView(QTableView *view)
                                           m_currentRow = current.row();
                                   });
     // A debug aid: the table and the id of a row the user activates.
-    if (QCoreApplication::instance()
-        && QCoreApplication::instance()->property("bDebugDB").toBool())
-        m_activatedConnection = connect(view, &QAbstractItemView::activated, this,
-                                        &QDataTable::onIDRequest);
+    if (QCoreApplication::instance() && QCoreApplication::instance()->property("bDebugDB").toBool())
+        m_activatedConnection =
+            connect(view, &QAbstractItemView::activated, this, &QDataTable::onIDRequest);
     prepareView(view);
     if (!m_filters.isEmpty())
         applyFilters();
@@ -772,10 +770,10 @@ QSqlRecord QDataTable::getViewCurrentRecord() const
 
 void QDataTable::onIDRequest()
 {
-    QMessageBox::information(m_view, QStringLiteral("Отладка"),
-                             QStringLiteral("Таблица '%1'\nID = %2")
-                                 .arg(objectName(),
-                                      getViewCurrentRecord().value(QStringLiteral("id")).toString()));
+    QMessageBox::information(
+        m_view, QStringLiteral("Отладка"),
+        QStringLiteral("Таблица '%1'\nID = %2")
+            .arg(objectName(), getViewCurrentRecord().value(QStringLiteral("id")).toString()));
 }
 
 // ------------------------------------------------------------------- search
@@ -1052,8 +1050,8 @@ void QDataTable::writeRow(int row, const QSqlRecord &record, bool fromDatabase)
             emit getDispInfo(c, &shown, &cell, &full, state);
         item->display = shown;
         const bool hasFont = !(cell.font == fresh.font);
-        if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush
-            || cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty() || hasFont) {
+        if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush ||
+            cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty() || hasFont) {
             if (!item->decoration)
                 item->decoration.reset(new QDataTableItem::Decoration);
             item->decoration->icon = cell.icon;
@@ -1415,8 +1413,8 @@ bool QDataTable::commit(bool processEvents)
     if (!m_inserted.isEmpty() && m_insertSql.isEmpty()) {
         qDebug().noquote() << "WARNING: insert script is empty." << objectName();
     } else {
-        const bool noStoredProc = QCoreApplication::instance()
-                                  && QCoreApplication::instance()->property("bNoStoredProc").toBool();
+        const bool noStoredProc = QCoreApplication::instance() &&
+                                  QCoreApplication::instance()->property("bNoStoredProc").toBool();
         while (!m_inserted.isEmpty()) {
             const qlonglong identity = m_inserted.first();
             const int row = rowOf(identity);
@@ -1429,7 +1427,8 @@ bool QDataTable::commit(bool processEvents)
                 return false;
             if (noStoredProc && !m_keyField.isEmpty())
                 m_connection->scopeIdentity(objectName(), &query);
-            const QVariant keyBefore = m_keyField.isEmpty() ? QVariant() : getField(m_keyField, row);
+            const QVariant keyBefore =
+                m_keyField.isEmpty() ? QVariant() : getField(m_keyField, row);
             if (query.isSelect() && (query.isValid() || query.first()))
                 setRow(row, query.record(), true);
             else
@@ -1505,10 +1504,10 @@ QString QDataTable::dumpTable(QString directory, bool withState)
     QDir dir(directory);
     if (!dir.exists() && !dir.mkpath(QStringLiteral(".")))
         return QString();
-    const QString path = dir.filePath(
-        objectName() + QLatin1Char('_')
-        + QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd hh_mm"))
-        + QStringLiteral(".csv"));
+    const QString path =
+        dir.filePath(objectName() + QLatin1Char('_') +
+                     QDateTime::currentDateTime().toString(QStringLiteral("yyyy_MM_dd hh_mm")) +
+                     QStringLiteral(".csv"));
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return QString();

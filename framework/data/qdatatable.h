@@ -121,8 +121,8 @@ public:
     QString deleteSql() const { return m_deleteSql; }
 
     void addColumn(QString name, int type, bool visible = true, QString header = QString(),
-                   int step = 0, int width = 100, QVariant defaultValue = QVariant(),
-                   int flags = 0, QString toolTip = QString(), QIcon *icon = nullptr);
+                   int step = 0, int width = 100, QVariant defaultValue = QVariant(), int flags = 0,
+                   QString toolTip = QString(), QIcon *icon = nullptr);
     // Makes one column per field of `record` (used when none are declared).
     void generateColumns(QSqlRecord record);
     void dropColumns();
