@@ -1,0 +1,327 @@
+#include "callouts.h"
+#include "openwithdefaultapp.h"
+#include "testmain.h"
+#include "utils.h"
+
+#include <QAction>
+#include <QLibrary>
+#include <QPointer>
+#include <QRegularExpression>
+#include <QSet>
+#include <QTemporaryDir>
+
+class TestUtils : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup();
+
+    void formatPhone_byLength_data();
+    void formatPhone_byLength();
+    void newUUID_upperCaseWithoutBraces();
+    void separator_ownedByParent();
+
+    void getLibDirFile_data();
+    void getLibDirFile();
+
+    void callouts_reachTheNamedModule();
+    void callouts_trailingSlashInLibDir();
+    void getLibIcon_fromModule();
+    void callouts_missingLibrary_doNothing();
+    void callouts_missingFunction_doNothing();
+
+    void openWithDefaultApp_startsDesktopHandler();
+    void openWithDefaultApp_missingFile();
+
+private:
+    // What the stand-in module library last received, as "Module:function(arguments)".
+    static QString lastCall(const QString &module);
+    static void resetCalls();
+    static QString address(const void *p) { return QString::number(quintptr(p), 16); }
+};
+
+namespace {
+const QStringList modules = {
+    QStringLiteral("ItemHistoryReport"), QStringLiteral("DesignDocumentation"),
+    QStringLiteral("FamilyParameters"), QStringLiteral("ProcessTechnologyEditor")};
+const char *libDir = "libDir";
+} // namespace
+
+QString TestUtils::lastCall(const QString &module)
+{
+    QLibrary library(QStringLiteral(CALLOUT_LIB_DIR "/") + module);
+    using Record = const char *(*)();
+    auto record = reinterpret_cast<Record>(library.resolve("calloutRecord"));
+    if (!record)
+        return QStringLiteral("<library not loaded: %1>").arg(library.errorString());
+    return QString::fromUtf8(record());
+}
+
+void TestUtils::resetCalls()
+{
+    for (const QString &module : modules) {
+        QLibrary library(QStringLiteral(CALLOUT_LIB_DIR "/") + module);
+        using Reset = void (*)();
+        if (auto reset = reinterpret_cast<Reset>(library.resolve("calloutReset")))
+            reset();
+    }
+}
+
+void TestUtils::cleanup()
+{
+    qApp->setProperty(libDir, QVariant());
+    resetCalls();
+}
+
+void TestUtils::formatPhone_byLength_data()
+{
+    QTest::addColumn<QString>("number");
+    QTest::addColumn<QString>("shown");
+
+    QTest::newRow("empty") << ""
+                           << "";
+    QTest::newRow("1") << "1"
+                       << "1";
+    QTest::newRow("2") << "12"
+                       << "12";
+    QTest::newRow("3") << "123"
+                       << "123";
+    QTest::newRow("4") << "1234"
+                       << "12-34";
+    QTest::newRow("5") << "12345"
+                       << "123-45";
+    QTest::newRow("6") << "123456"
+                       << "123-456";
+    QTest::newRow("7") << "1234567"
+                       << "123-45-67";
+    QTest::newRow("8 kept") << "12345678"
+                            << "12345678";
+    QTest::newRow("9 kept") << "123456789"
+                            << "123456789";
+    QTest::newRow("10 kept") << "4951234567"
+                             << "4951234567";
+    QTest::newRow("11") << "89123456789"
+                        << "8(912)345-67-89";
+    QTest::newRow("12 kept") << "789123456789"
+                             << "789123456789";
+    QTest::newRow("15 kept") << "123456789012345"
+                             << "123456789012345";
+    QTest::newRow("4 letters") << "abcd"
+                               << "ab-cd";
+    QTest::newRow("7 letters") << "abcdefg"
+                               << "abc-de-fg";
+    QTest::newRow("11 letters") << "abcdefghijk"
+                                << "a(bcd)efg-hi-jk";
+    QTest::newRow("11 mixed") << "8 912-34567"
+                              << "8( 91)2-3-45-67";
+    QTest::newRow("cyrillic") << "абвгдеёжзий"
+                              << "а(бвг)деё-жз-ий";
+}
+
+void TestUtils::formatPhone_byLength()
+{
+    QFETCH(QString, number);
+    QFETCH(QString, shown);
+    QCOMPARE(formatPhone(number), shown);
+}
+
+void TestUtils::newUUID_upperCaseWithoutBraces()
+{
+    const QRegularExpression form(
+        QStringLiteral("^[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}$"));
+    QSet<QString> seen;
+    for (int i = 0; i < 2000; ++i) {
+        const QString id = newUUID();
+        QCOMPARE(id.length(), 36);
+        QVERIFY2(form.match(id).hasMatch(), qPrintable(id));
+        seen.insert(id);
+    }
+    QCOMPARE(seen.size(), 2000);
+}
+
+void TestUtils::separator_ownedByParent()
+{
+    auto *owner = new QObject;
+    QPointer<QAction> action = separator(owner);
+    QVERIFY(action);
+    QVERIFY(action->isSeparator());
+    QCOMPARE(action->parent(), owner);
+    delete owner;
+    QVERIFY(action.isNull());
+}
+
+void TestUtils::getLibDirFile_data()
+{
+    QTest::addColumn<QVariant>("dir");
+    QTest::addColumn<QString>("path");
+
+    QTest::newRow("unset") << QVariant() << "FamilyParameters";
+    QTest::newRow("empty") << QVariant(QString()) << "FamilyParameters";
+    QTest::newRow("absolute") << QVariant("/opt/host/lib") << "/opt/host/lib/FamilyParameters";
+    QTest::newRow("trailing slash")
+        << QVariant("/opt/host/lib/") << "/opt/host/lib//FamilyParameters";
+    QTest::newRow("relative") << QVariant("modules") << "modules/FamilyParameters";
+}
+
+void TestUtils::getLibDirFile()
+{
+    QFETCH(QVariant, dir);
+    QFETCH(QString, path);
+    qApp->setProperty(libDir, dir);
+    QCOMPARE(::getLibDirFile(QStringLiteral("FamilyParameters")), path);
+}
+
+void TestUtils::callouts_reachTheNamedModule()
+{
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    QWidget parent;
+    const QString p = address(&parent);
+
+    showItemHistoryReport(Q_INT64_C(9000000000123), &parent);
+    QCOMPARE(lastCall("ItemHistoryReport"),
+             "ItemHistoryReport:getItemHistoryReport(9000000000123," + p + ")");
+
+    QWidget *documentation = getDesignDocumentation(&parent);
+    QVERIFY(documentation);
+    QCOMPARE(documentation->objectName(), QStringLiteral("DesignDocumentation"));
+    QCOMPARE(documentation->parentWidget(), &parent);
+    QCOMPARE(lastCall("DesignDocumentation"),
+             "DesignDocumentation:getDesignDocumentation(" + p + ")");
+
+    const QString d = address(documentation);
+    setIDVersionDesignDocumentation(documentation, 17);
+    QCOMPARE(lastCall("DesignDocumentation"),
+             "DesignDocumentation:setIDVersionDesignDocumentation(" + d + ",17)");
+    setIDProductDesignDocumentation(documentation, -5);
+    QCOMPARE(lastCall("DesignDocumentation"),
+             "DesignDocumentation:setIDProductDesignDocumentation(" + d + ",-5)");
+
+    QWidget *parameters = getFamilyParameters(&parent);
+    QVERIFY(parameters);
+    QCOMPARE(parameters->objectName(), QStringLiteral("FamilyParameters"));
+    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:getFamilyParameters(" + p + ")");
+
+    const QString f = address(parameters);
+    setIDFamilyParameters(parameters, 31);
+    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:setIDFamilyParameters(" + f + ",31)");
+    showFamilyDetailDialog(32, nullptr);
+    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:showFamilyDetailDialog(32,0)");
+
+    // The wrapper's name differs from the function it looks up.
+    showProcessTechnologyEditor(7, Q_INT64_C(-8000000000), &parent);
+    QCOMPARE(lastCall("ProcessTechnologyEditor"),
+             "ProcessTechnologyEditor:showProcessTechnologyDialog(7,-8000000000," + p + ")");
+
+    // Each call reached only its own module.
+    QCOMPARE(lastCall("ItemHistoryReport"),
+             "ItemHistoryReport:getItemHistoryReport(9000000000123," + p + ")");
+}
+
+void TestUtils::callouts_trailingSlashInLibDir()
+{
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR "/"));
+    showFamilyDetailDialog(44, nullptr);
+    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:showFamilyDetailDialog(44,0)");
+}
+
+void TestUtils::getLibIcon_fromModule()
+{
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    const QIcon icon = getLibIcon(QStringLiteral("FamilyParameters"));
+    QVERIFY(!icon.isNull());
+    QCOMPARE(icon.pixmap(16, 16).toImage().pixelColor(8, 8), QColor(Qt::red));
+
+    // A module without an icon of its own, and no module at all.
+    QVERIFY(getLibIcon(QStringLiteral("ItemHistoryReport")).isNull());
+    QVERIFY(getLibIcon(QStringLiteral("NoSuchModule")).isNull());
+}
+
+void TestUtils::callouts_missingLibrary_doNothing()
+{
+    QTemporaryDir empty;
+    QVERIFY(empty.isValid());
+    // Load the stand-ins first, so that a call-out that ignored "libDir"
+    // would find them and show up in their records.
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    QVERIFY(!getLibIcon(QStringLiteral("FamilyParameters")).isNull());
+    resetCalls();
+
+    qApp->setProperty(libDir, empty.path());
+    QWidget parent;
+    showItemHistoryReport(1, &parent);
+    QCOMPARE(getDesignDocumentation(&parent), nullptr);
+    setIDVersionDesignDocumentation(&parent, 2);
+    setIDProductDesignDocumentation(&parent, 3);
+    QCOMPARE(getFamilyParameters(&parent), nullptr);
+    setIDFamilyParameters(&parent, 4);
+    showFamilyDetailDialog(5, &parent);
+    showProcessTechnologyEditor(6, 7, &parent);
+    QVERIFY(getLibIcon(QStringLiteral("FamilyParameters")).isNull());
+
+    for (const QString &module : modules)
+        QCOMPARE(lastCall(module), QString());
+    QVERIFY(parent.children().isEmpty());
+}
+
+void TestUtils::callouts_missingFunction_doNothing()
+{
+    // A DesignDocumentation library that exports none of its functions.
+    qApp->setProperty(libDir, QStringLiteral(BARE_LIB_DIR));
+    QWidget parent;
+    QCOMPARE(getDesignDocumentation(&parent), nullptr);
+    setIDVersionDesignDocumentation(&parent, 2);
+    setIDProductDesignDocumentation(&parent, 3);
+    QVERIFY(getLibIcon(QStringLiteral("DesignDocumentation")).isNull());
+    QVERIFY(parent.children().isEmpty());
+    QCOMPARE(lastCall("DesignDocumentation"), QString());
+}
+
+void TestUtils::openWithDefaultApp_startsDesktopHandler()
+{
+    // A desktop handler of our own on the PATH records what it was asked to open.
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString log = dir.filePath(QStringLiteral("opened.txt"));
+    const QString handler = dir.filePath(QStringLiteral("xdg-open"));
+    {
+        QFile script(handler);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(
+            QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$1\" >> '%1'\n").arg(log).toUtf8());
+    }
+    QFile::setPermissions(handler, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const QByteArray oldPath = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(dir.path()) + ':' + oldPath);
+
+    const QString document = dir.filePath(QStringLiteral("отчет с пробелом.xlsx"));
+    {
+        QFile file(document);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("PK");
+    }
+    const bool started = openWithDefaultApp(document);
+    qputenv("PATH", oldPath);
+    QVERIFY(started);
+
+    auto opened = [&log] {
+        QFile file(log);
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed()
+                                              : QString();
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(!opened().isEmpty(), 10000);
+    const QString argument = opened();
+    // Either the path itself or its file:// URL reaches the handler.
+    QVERIFY2(argument == document || QUrl(argument).toLocalFile() == document,
+             qPrintable(argument));
+}
+
+void TestUtils::openWithDefaultApp_missingFile()
+{
+    QTemporaryDir dir;
+    QVERIFY(!openWithDefaultApp(dir.filePath(QStringLiteral("absent.pdf"))));
+    QVERIFY(!openWithDefaultApp(QString()));
+}
+
+REJECTS_TEST_MAIN(TestUtils)
+#include "tst_utils.moc"
