@@ -1,11 +1,197 @@
+// rejects-host: the host application of the defect register.
+//
+// Start-up: loads the database driver (<libDir>/libpgdriver.so), creates the
+// one QSqlConnection, connects it as "MainConnection" (offering to create an
+// empty database), logs the user in (dialog, console or --user/--password),
+// publishes the application properties every module reads, then loads the
+// installed panels (sys.t_panel) from libDir and shows them in the main
+// window "WorkplaceWindow".
+//
+// Exit codes: 0 normal end (or --check passed), 1 driver not loadable,
+// 2 no connection to the database, 3 login refused or cancelled, 4 --check
+// found no window or no module.
+
+#include "logindialog.h"
+#include "moduleloader.h"
+#include "qsqlconnection.h"
+#include "recordhelpers.h"
+#include "workplacewindow.h"
+
 #include <QApplication>
-#include <QMainWindow>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QLibrary>
+#include <QMessageBox>
+#include <QSettings>
+#include <QTimer>
+#include <QWindow>
+#include <cstdio>
+
+namespace {
+
+enum ExitCode {
+    ExitOk = 0,
+    ExitNoDriver = 1,
+    ExitNoConnection = 2,
+    ExitNoLogin = 3,
+    ExitCheck = 4
+};
+
+const char connectionName[] = "MainConnection";
+
+void printError(const QString &text)
+{
+    std::fprintf(stderr, "rejects-host: %s\n", qPrintable(text));
+    std::fflush(stderr);
+}
+
+QString readLine(const char *prompt)
+{
+    std::fputs(prompt, stdout);
+    std::fflush(stdout);
+    char buffer[512];
+    if (!std::fgets(buffer, sizeof buffer, stdin))
+        return QString();
+    return QString::fromLocal8Bit(buffer).trimmed();
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
-    QMainWindow w;
-    w.setWindowTitle(QStringLiteral("Учет брака"));
-    w.show();
-    return app.exec();
+    QApplication::setOrganizationName(QStringLiteral("rejects"));
+    QApplication::setApplicationName(QStringLiteral("rejects-host"));
+    QApplication::setApplicationDisplayName(QStringLiteral("Учет брака"));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Учет брака: host of the defect register"));
+    parser.addHelpOption();
+    const QCommandLineOption userOption(QStringLiteral("user"),
+                                        QStringLiteral("Login (empty: built-in administrator); "
+                                                       "no login dialog."),
+                                        QStringLiteral("login"));
+    const QCommandLineOption passwordOption(QStringLiteral("password"),
+                                            QStringLiteral("Password for --user."),
+                                            QStringLiteral("password"));
+    const QCommandLineOption libDirOption(QStringLiteral("libdir"),
+                                          QStringLiteral("Directory of the driver and module "
+                                                         "libraries (default <bin>/../lib)."),
+                                          QStringLiteral("dir"));
+    const QCommandLineOption traceOption(QStringLiteral("trace"),
+                                         QStringLiteral("Append every SQL statement to this "
+                                                        "file."),
+                                         QStringLiteral("file"));
+    const QCommandLineOption debugDbOption(QStringLiteral("debug-db"),
+                                           QStringLiteral("Show a box for every database error."));
+    const QCommandLineOption noGuiOption(QStringLiteral("no-gui"),
+                                         QStringLiteral("Console dialogue for connecting and "
+                                                        "login; no message boxes."));
+    const QCommandLineOption noStoredProcOption(QStringLiteral("no-stored-proc"),
+                                                QStringLiteral("Set bNoStoredProc."));
+    const QCommandLineOption checkOption(
+        QStringLiteral("check"),
+        QStringLiteral("Start everything, then exit: 0 when the window is up and a module "
+                       "was loaded."));
+    parser.addOptions({userOption, passwordOption, libDirOption, traceOption, debugDbOption,
+                       noGuiOption, noStoredProcOption, checkOption});
+    parser.process(app);
+
+    const bool noGui = parser.isSet(noGuiOption);
+    const bool check = parser.isSet(checkOption);
+    const QString libDir = QDir(parser.isSet(libDirOption) ? parser.value(libDirOption)
+                                                           : QApplication::applicationDirPath() +
+                                                                 QStringLiteral("/../lib"))
+                               .absolutePath();
+
+    // What every module reads from the application object.
+    QSettings settings;
+    QList<QWidget *> popupList;
+    app.setProperty("Settings", objToVar(&settings));
+    app.setProperty("popupList", objToVar(&popupList));
+    app.setProperty("libDir", libDir);
+    app.setProperty("SQLTraceFile", parser.value(traceOption));
+    app.setProperty("bDebugDB", parser.isSet(debugDbOption));
+    app.setProperty("bNoGUI", noGui);
+    app.setProperty("bNoStoredProc", parser.isSet(noStoredProcOption));
+    app.setProperty("MainConnection", QString::fromLatin1(connectionName));
+    // TODO: "EventHandlers" (the event registry) once the scripting bridge exists.
+
+    QLibrary driver(QDir(libDir).filePath(QStringLiteral("libpgdriver.so")));
+    if (!driver.load()) {
+        const QString text =
+            QStringLiteral("Не удалось загрузить драйвер базы данных: ") + driver.errorString();
+        printError(text);
+        if (!noGui && !check)
+            QMessageBox::critical(nullptr, QStringLiteral("ERROR"), text);
+        return ExitNoDriver;
+    }
+
+    QSqlConnection connection(&driver);
+    app.setProperty("Connection", objToVar(&connection));
+    if (!connection.Connect(QString::fromLatin1(connectionName), noGui)) {
+        const QString text = connection.isLoginError()
+                                 ? QStringLiteral("Нет доступа к базе данных: ошибка входа.")
+                                 : QStringLiteral("Нет соединения с базой данных.");
+        printError(text);
+        if (connection.isLoginError() && !noGui && !check)
+            QMessageBox::critical(nullptr, QStringLiteral("ERROR"), text);
+        return ExitNoConnection;
+    }
+    const QString database = connection.getDatabase().databaseName();
+
+    QString login;
+    if (parser.isSet(userOption) || noGui) {
+        login = parser.isSet(userOption) ? parser.value(userOption) : readLine("Login: ");
+        const QString password = parser.isSet(passwordOption) || parser.isSet(userOption)
+                                     ? parser.value(passwordOption)
+                                     : readLine("Password: ");
+        if (!connection.login(login, password)) {
+            const QString text = QStringLiteral("Неверное имя пользователя или пароль.");
+            printError(text + QStringLiteral(" (") + login + QStringLiteral(")"));
+            if (!noGui && !check)
+                QMessageBox::warning(nullptr, QStringLiteral("Внимание"), text);
+            return ExitNoLogin;
+        }
+    } else {
+        LoginDialog dialog(&connection, database);
+        dialog.setLogin(settings.value(QStringLiteral("Login/last")).toString());
+        if (dialog.exec() != QDialog::Accepted)
+            return ExitNoLogin;
+        login = dialog.login();
+    }
+    settings.setValue(QStringLiteral("Login/last"), login);
+    app.setProperty("bBigDaddy", login.isEmpty());
+
+    WorkplaceWindow window;
+    window.setWindowTitle(QStringLiteral("Учет брака — ") + database);
+    window.setUser(app.property("LogedIn").toString());
+    window.restoreGeometry(settings.value(QStringLiteral("Workplace/geometry")).toByteArray());
+
+    ModuleLoader loader(libDir);
+    app.setProperty("libList", objToVar(&loader));
+    QObject::connect(&loader, &ModuleLoader::message, &window, &WorkplaceWindow::showStatus);
+    QPanelList panels;
+    if (!connection.GetList(panels))
+        window.showStatus(QStringLiteral("Не удалось получить список модулей."));
+    const int loaded = loader.load(panels, window.moduleArea());
+    for (const ModuleLoader::Module &module : loader.modules())
+        window.addModule(module);
+    window.show();
+
+    if (check) {
+        QTimer::singleShot(0, &app, [&] {
+            const bool up =
+                window.isVisible() && window.windowHandle() &&
+                window.windowHandle()->objectName() == QLatin1String("WorkplaceWindowWindow");
+            std::printf("window %s, %d of %d module(s) loaded\n", up ? "up" : "not up", loaded,
+                        int(panels.size()));
+            std::fflush(stdout);
+            QApplication::exit(up && loaded > 0 ? ExitOk : ExitCheck);
+        });
+    }
+    const int result = app.exec();
+    settings.setValue(QStringLiteral("Workplace/geometry"), window.saveGeometry());
+    app.setProperty("Connection", QVariant());
+    return result;
 }

@@ -1,0 +1,54 @@
+#include "logindialog.h"
+
+#include "qsqlconnection.h"
+#include "ui_logindialog.h"
+
+#include <QMessageBox>
+
+LoginDialog::LoginDialog(QSqlConnection *connection, const QString &database, QWidget *parent)
+    : QDialog(parent)
+    , ui(new Ui::LoginDialog)
+    , m_connection(connection)
+{
+    ui->setupUi(this);
+    ui->lbDatabase->setText(QStringLiteral("База данных: ") + database);
+}
+
+LoginDialog::~LoginDialog()
+{
+    delete ui;
+}
+
+void LoginDialog::setLogin(const QString &login)
+{
+    ui->edLogin->setText(login);
+    if (!login.isEmpty())
+        ui->edPassword->setFocus();
+}
+
+QString LoginDialog::login() const
+{
+    return ui->edLogin->text().trimmed();
+}
+
+QString LoginDialog::password() const
+{
+    return ui->edPassword->text();
+}
+
+void LoginDialog::on_buttonBox_accepted()
+{
+    if (m_connection->login(login(), password())) {
+        accept();
+        return;
+    }
+    QMessageBox::warning(this, QStringLiteral("Внимание"),
+                         QStringLiteral("Неверное имя пользователя или пароль."));
+    ui->edPassword->clear();
+    ui->edPassword->setFocus();
+}
+
+void LoginDialog::on_buttonBox_rejected()
+{
+    reject();
+}

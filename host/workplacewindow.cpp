@@ -1,0 +1,80 @@
+#include "workplacewindow.h"
+
+#include "ui_workplacewindow.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QMessageBox>
+
+WorkplaceWindow::WorkplaceWindow(QWidget *parent)
+    : QMainWindow(parent)
+    , ui(new Ui::WorkplaceWindow)
+{
+    ui->setupUi(this);
+    m_user = new QLabel(this);
+    m_user->setObjectName(QStringLiteral("lbUser"));
+    ui->statusBar->addPermanentWidget(m_user);
+}
+
+WorkplaceWindow::~WorkplaceWindow()
+{
+    delete ui;
+}
+
+QWidget *WorkplaceWindow::moduleArea() const
+{
+    return ui->tabModules;
+}
+
+void WorkplaceWindow::addModule(const ModuleLoader::Module &module)
+{
+    const QString caption =
+        module.panel.caption.isEmpty() ? module.panel.name : module.panel.caption;
+    QWidget *page = module.userInterface;
+    if (!page) {
+        auto *label = new QLabel(
+            QStringLiteral("Модуль «%1» не предоставил пользовательский интерфейс.").arg(caption),
+            ui->tabModules);
+        label->setAlignment(Qt::AlignCenter);
+        page = label;
+    }
+    m_actions << module.toolBarActions;
+    ui->tabModules->addTab(page, module.icon, caption);
+    on_tabModules_currentChanged(ui->tabModules->currentIndex());
+}
+
+int WorkplaceWindow::moduleCount() const
+{
+    return ui->tabModules->count();
+}
+
+void WorkplaceWindow::setUser(const QString &displayName)
+{
+    m_user->setText(QStringLiteral("Пользователь: ") + displayName);
+}
+
+void WorkplaceWindow::showStatus(const QString &text)
+{
+    ui->statusBar->showMessage(text);
+}
+
+void WorkplaceWindow::on_acExit_triggered()
+{
+    close();
+}
+
+void WorkplaceWindow::on_acAbout_triggered()
+{
+    QMessageBox::about(this, QStringLiteral("О программе"),
+                       QStringLiteral("<b>Учет брака</b><br>Интерфейс анализа дефектов<br><br>"
+                                      "Qt %1")
+                           .arg(QString::fromLatin1(qVersion())));
+}
+
+void WorkplaceWindow::on_tabModules_currentChanged(int index)
+{
+    ui->toolBar->clear();
+    if (index >= 0 && index < m_actions.size())
+        ui->toolBar->addActions(m_actions.at(index));
+    ui->toolBar->setVisible(!ui->toolBar->actions().isEmpty());
+}
