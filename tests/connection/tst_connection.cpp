@@ -162,6 +162,11 @@ private slots:
     void connect_invalidDatabaseGui_data();
     void connect_invalidDatabaseGui();
 
+    void userId_boundForLoggedInUser();
+    void connect_loginErrorSilent_data();
+    void connect_loginErrorSilent();
+    void connect_serverUnreachable_data();
+    void connect_serverUnreachable();
     void driverForwards();
     void convertRecord_followsColumns();
 };
@@ -219,8 +224,10 @@ void TestConnection::positionalPlaceholders_data()
     QTest::newRow("two of two") << QStringLiteral("select :a , :b") << QVariantList{7, 8} << true
                                 << QVariantList{7, 8};
     QTest::newRow("parentheses and commas")
-        << QStringLiteral("select (:a)+:b,(:c)") << QVariantList{2, 3, QStringLiteral("x")} << true
-        << QVariantList{5, QStringLiteral("x")};
+        << QStringLiteral("select (:a) + :b,(:c)") << QVariantList{2, 3, QStringLiteral("x")}
+        << true << QVariantList{5, QStringLiteral("x")};
+    QTest::newRow("operator glued to a placeholder hides the next one")
+        << QStringLiteral("select (:a)+:b") << QVariantList{2, 3} << false << QVariantList();
     QTest::newRow("same name twice counts twice")
         << QStringLiteral("select :a , :a") << QVariantList{1, 2} << true << QVariantList{1, 2};
     QTest::newRow("three values for two")
@@ -546,6 +553,99 @@ void TestConnection::connect_invalidDatabaseGui()
         QCOMPARE(watcher.texts.first(),
                  QStringLiteral("Database is invalid or corrupted. Want for create?"));
     }
+    QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
+}
+
+void TestConnection::userId_boundForLoggedInUser()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QSqlQuery check(db.directConnection());
+    QVERIFY(check.exec(QStringLiteral("select id from sys.t_user where c_login = 'kuznetsova'")));
+    QVERIFY(check.next());
+    const qlonglong userId = check.value(0).toLongLong();
+
+    // Positional: ":UserID" needs no value of its own; the others count.
+    QSqlQuery query = conn->execScript(QStringLiteral("select CAST(:UserID AS bigint) , :a , :b"),
+                                       QVariantList{5, 6});
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QCOMPARE(query.value(0).toLongLong(), userId);
+    QCOMPARE(query.value(1).toInt(), 5);
+    QCOMPARE(query.value(2).toInt(), 6);
+
+    // From a record that has no such field.
+    query = conn->execScript(QStringLiteral("select CAST(:UserID AS bigint) , :a"),
+                             makeRecord({{QStringLiteral("a"), 7}}));
+    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+    QCOMPARE(query.value(0).toLongLong(), userId);
+    QCOMPARE(query.value(1).toInt(), 7);
+}
+
+void TestConnection::connect_loginErrorSilent_data()
+{
+    QTest::addColumn<bool>("console");
+    QTest::newRow("GUI") << false;
+    QTest::newRow("console") << true;
+}
+
+void TestConnection::connect_loginErrorSilent()
+{
+    REQUIRE_DRIVER();
+    QFETCH(bool, console);
+    PgTestDb db(QStringLiteral("tst_conn"));
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    db.makeDefault();
+    const QByteArray user = qgetenv("PGUSER");
+    qputenv("PGUSER", "tst_no_such_role");
+    QLibrary driver(PgTestDb::driverPath());
+    {
+        QSqlConnection connection(&driver);
+        BoxWatcher watcher{QMessageBox::Ok};
+        const bool ok = connection.Connect(LoggedInConnection::connectionName(), console);
+        qputenv("PGUSER", user);
+        QVERIFY(!ok);
+        QVERIFY(connection.isLoginError());
+        QVERIFY(!connection.isConnected());
+        QVERIFY(watcher.titles.isEmpty());
+        connection.clear();
+        QVERIFY(!connection.isLoginError());
+    }
+    qputenv("PGUSER", user);
+    QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
+}
+
+void TestConnection::connect_serverUnreachable_data()
+{
+    QTest::addColumn<bool>("console");
+    QTest::newRow("GUI: ERROR box") << false;
+    QTest::newRow("console: no box") << true;
+}
+
+void TestConnection::connect_serverUnreachable()
+{
+    REQUIRE_DRIVER();
+    QFETCH(bool, console);
+    QTemporaryDir nowhere; // no server listens here
+    const QByteArray host = qgetenv("PGHOST");
+    qputenv("PGHOST", QFile::encodeName(nowhere.path()));
+    QLibrary driver(PgTestDb::driverPath());
+    {
+        QSqlConnection connection(&driver);
+        BoxWatcher watcher{QMessageBox::Ok};
+        const bool ok = connection.Connect(LoggedInConnection::connectionName(), console);
+        qputenv("PGHOST", host);
+        QVERIFY(!ok);
+        QVERIFY(!connection.isLoginError());
+        if (console) {
+            QVERIFY(watcher.titles.isEmpty());
+        } else {
+            QCOMPARE(watcher.titles, QStringList{QStringLiteral("ERROR")});
+            QVERIFY(!watcher.texts.first().isEmpty());
+        }
+    }
+    qputenv("PGHOST", host);
     QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
 }
 
