@@ -11,6 +11,7 @@
 // 2 no connection to the database, 3 login refused or cancelled, 4 --check
 // found no window or no module.
 
+#include "eventregistry.h"
 #include "logindialog.h"
 #include "moduleloader.h"
 #include "qsqlconnection.h"
@@ -115,7 +116,8 @@ int main(int argc, char *argv[])
     app.setProperty("bNoGUI", noGui);
     app.setProperty("bNoStoredProc", parser.isSet(noStoredProcOption));
     app.setProperty("MainConnection", QString::fromLatin1(connectionName));
-    // TODO: "EventHandlers" (the event registry) once the scripting bridge exists.
+    eventHandlerMap eventHandlers; // modules register their hooks here (getIcon)
+    app.setProperty("EventHandlers", objToVar(&eventHandlers));
 
     QLibrary driver(QDir(libDir).filePath(QStringLiteral("libpgdriver.so")));
     if (!driver.load()) {
@@ -184,8 +186,9 @@ int main(int argc, char *argv[])
             const bool up =
                 window.isVisible() && window.windowHandle() &&
                 window.windowHandle()->objectName() == QLatin1String("WorkplaceWindowWindow");
-            std::printf("window %s, %d of %d module(s) loaded\n", up ? "up" : "not up", loaded,
-                        int(panels.size()));
+            std::printf("window %s, %d of %d module(s) loaded, %d event handler(s)\n",
+                        up ? "up" : "not up", loaded, int(panels.size()),
+                        int(eventHandlers.size()));
             std::fflush(stdout);
             QApplication::exit(up && loaded > 0 ? ExitOk : ExitCheck);
         });
