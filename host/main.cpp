@@ -60,6 +60,15 @@ QString readLine(const char *prompt)
 
 int main(int argc, char *argv[])
 {
+    // Help text needs no display.
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if ((arg == "--help" || arg == "-h" || arg == "-?") &&
+            qEnvironmentVariableIsEmpty("DISPLAY") &&
+            qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+            qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "minimal");
+    }
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("rejects"));
     QApplication::setApplicationName(QStringLiteral("rejects-host"));

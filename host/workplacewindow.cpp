@@ -55,7 +55,8 @@ void WorkplaceWindow::setUser(const QString &displayName)
 
 void WorkplaceWindow::showStatus(const QString &text)
 {
-    ui->statusBar->showMessage(text);
+    m_messages << text;
+    ui->statusBar->showMessage(m_messages.join(QStringLiteral("; ")));
 }
 
 void WorkplaceWindow::on_acExit_triggered()

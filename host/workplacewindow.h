@@ -27,6 +27,7 @@ public:
     int moduleCount() const;
     // Shows the user's display name in the status line.
     void setUser(const QString &displayName);
+    // Adds a line to the status messages (all of them stay in view).
     void showStatus(const QString &text);
 
 private slots:
@@ -38,4 +39,5 @@ private:
     Ui::WorkplaceWindow *ui;
     QLabel *m_user;
     QList<QList<QAction *>> m_actions; // per tab
+    QStringList m_messages;
 };
