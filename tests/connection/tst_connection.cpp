@@ -168,6 +168,7 @@ private slots:
     void connect_serverUnreachable_data();
     void connect_serverUnreachable();
     void driverForwards();
+    void remakeConnection_connectsAgain();
     void convertRecord_followsColumns();
 };
 
@@ -671,11 +672,37 @@ void TestConnection::driverForwards()
         found = found || (panel.name == QLatin1String("rejects") && panel.library == "rejects");
     QVERIFY(found);
 
+    // A value-returning script gives the first column of its first row.
+    const QString stages = conn->getScript(QStringLiteral("PROC_EXAM_STAGE_SELECT"));
+    QVERIFY(!stages.isEmpty());
+    QSqlQuery first = conn->execScript(stages, QVariantList());
+    QVERIFY2(first.isValid(), qPrintable(first.lastError().text()));
+    const QVariant value = conn->execScript(QStringLiteral("PROC_EXAM_STAGE_SELECT"));
+    QVERIFY(value.isValid());
+    QCOMPARE(value.toString(), first.value(0).toString());
+    QVERIFY(!conn->execScript(QStringLiteral("NO_SUCH_SCRIPT")).isValid());
+
     QList<QSqlQuery> results;
     QVERIFY(conn->batchExec(QStringLiteral("create temp table tst_b(x int);\n"
                                            "insert into tst_b values (1);\n"),
                             nullptr, nullptr));
     QVERIFY(!conn->batchExec(QStringLiteral("select no_such_column;"), nullptr, &results));
+}
+
+void TestConnection::remakeConnection_connectsAgain()
+{
+    REQUIRE_DRIVER();
+    PgTestDb db(QStringLiteral("tst_conn"));
+    LoggedInConnection conn(db);
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QLibrary other(PgTestDb::driverPath()); // the same library through another handle
+    BoxWatcher watcher{QMessageBox::Ok};
+    QVERIFY(conn->remakeConnection(&other, LoggedInConnection::connectionName()));
+    QVERIFY(watcher.titles.isEmpty());
+    QCOMPARE(conn->currentDriver(), &other);
+    QVERIFY(conn->isConnected());
+    QSqlQuery query = conn->execScript(QStringLiteral("select current_database()"), QVariantList());
+    QCOMPARE(query.value(0).toString(), db.name());
 }
 
 void TestConnection::convertRecord_followsColumns()
