@@ -134,6 +134,7 @@ class TestConnection : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -170,7 +171,17 @@ private slots:
     void driverForwards();
     void remakeConnection_connectsAgain();
     void convertRecord_followsColumns();
+
+private:
+    // The demo database shared by the cases that only read from it.
+    QScopedPointer<PgTestDb> m_db;
 };
+
+void TestConnection::initTestCase()
+{
+    m_db.reset(new PgTestDb(QStringLiteral("tst_conn")));
+    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+}
 
 void TestConnection::init()
 {
@@ -251,7 +262,7 @@ void TestConnection::positionalPlaceholders()
     QFETCH(bool, substituted);
     QFETCH(QVariantList, row);
 
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QTemporaryDir dir;
@@ -301,7 +312,7 @@ void TestConnection::recordPlaceholders()
     QFETCH(QVariantMap, fields);
     QFETCH(QVariantList, row);
 
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 
@@ -320,7 +331,7 @@ void TestConnection::recordPlaceholders()
 void TestConnection::recordQueryForm_runsOnMainDatabase()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 
@@ -335,7 +346,7 @@ void TestConnection::recordQueryForm_runsOnMainDatabase()
 void TestConnection::trace_unwritablePathStillExecutes()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QTemporaryDir dir;
@@ -353,7 +364,7 @@ void TestConnection::trace_unwritablePathStillExecutes()
 void TestConnection::trace_appendsEachStatement()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QTemporaryDir dir;
@@ -375,7 +386,7 @@ void TestConnection::trace_appendsEachStatement()
 void TestConnection::failedStatement_leavesFailedQueryAndWarns()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 
@@ -409,7 +420,7 @@ void TestConnection::failedStatement_boxOnlyInDebugWithGui()
     QFETCH(QVariant, debugDB);
     QFETCH(QVariant, noGui);
     QFETCH(bool, box);
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     qApp->setProperty("bDebugDB", debugDB);
@@ -455,7 +466,7 @@ void TestConnection::login_setsProperties()
     REQUIRE_DRIVER();
     QFETCH(QString, login);
     QFETCH(QString, password);
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db, login, password);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 
@@ -473,7 +484,7 @@ void TestConnection::login_setsProperties()
 void TestConnection::login_wrongPasswordChangesNothing()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     qApp->setProperty("LogedUser", QStringLiteral("before"));
@@ -560,7 +571,7 @@ void TestConnection::connect_invalidDatabaseGui()
 void TestConnection::userId_boundForLoggedInUser()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QSqlQuery check(db.directConnection());
@@ -595,7 +606,7 @@ void TestConnection::connect_loginErrorSilent()
 {
     REQUIRE_DRIVER();
     QFETCH(bool, console);
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     db.makeDefault();
     const QByteArray user = qgetenv("PGUSER");
@@ -653,7 +664,7 @@ void TestConnection::connect_serverUnreachable()
 void TestConnection::driverForwards()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 
@@ -692,7 +703,7 @@ void TestConnection::driverForwards()
 void TestConnection::remakeConnection_connectsAgain()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QLibrary other(PgTestDb::driverPath()); // the same library through another handle
@@ -708,7 +719,7 @@ void TestConnection::remakeConnection_connectsAgain()
 void TestConnection::convertRecord_followsColumns()
 {
     REQUIRE_DRIVER();
-    PgTestDb db(QStringLiteral("tst_conn"));
+    const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
 

@@ -65,6 +65,7 @@ class TestHost : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void check_windowUpWithModule_data();
     void check_windowUpWithModule();
     void refusedLogin_clearMessageAndCode_data();
@@ -73,7 +74,17 @@ private slots:
     void brokenModules_areSkipped_data();
     void brokenModules_areSkipped();
     void emptyDatabase_createdFromConsole();
+
+private:
+    // The demo database shared by the cases that only read from it.
+    QScopedPointer<PgTestDb> m_db;
 };
+
+void TestHost::initTestCase()
+{
+    m_db.reset(new PgTestDb(QStringLiteral("tst_host")));
+    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+}
 
 void TestHost::check_windowUpWithModule_data()
 {
@@ -90,7 +101,7 @@ void TestHost::check_windowUpWithModule()
 {
     REQUIRE_DRIVER();
     QFETCH(QStringList, arguments);
-    PgTestDb db(QStringLiteral("tst_host"));
+    const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
 
     const HostRun run = runHost(db.name(), arguments + QStringList{QStringLiteral("--check")});
@@ -115,7 +126,7 @@ void TestHost::refusedLogin_clearMessageAndCode()
     REQUIRE_DRIVER();
     QFETCH(QString, user);
     QFETCH(QString, password);
-    PgTestDb db(QStringLiteral("tst_host"));
+    const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     QStringList arguments{QStringLiteral("--check"), QStringLiteral("--user"), user};
     if (!password.isNull())
@@ -156,7 +167,7 @@ void TestHost::brokenModules_areSkipped()
     REQUIRE_DRIVER();
     QFETCH(int, module);
     QFETCH(QString, message);
-    PgTestDb db(QStringLiteral("tst_host"));
+    const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     QTemporaryDir libDir;
     QVERIFY(QFile::link(PgTestDb::driverPath(), libDir.filePath(QStringLiteral("libpgdriver.so"))));
