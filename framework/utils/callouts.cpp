@@ -1,5 +1,8 @@
 #include "callouts.h"
 
+#include "qsqlconnection.h"
+#include "recordhelpers.h"
+
 #include <QCoreApplication>
 #include <QLibrary>
 #include <QVariant>
@@ -42,6 +45,21 @@ void showItemHistoryReport(qint64 familyId, QWidget *parent)
 {
     if (auto function = resolveCallout<ReportFunction>("ItemHistoryReport", "getItemHistoryReport"))
         function(familyId, parent);
+}
+
+void showItemHistoryReportByItem(qint64 itemId, QWidget *parent)
+{
+    qint64 familyId = 0;
+    QCoreApplication *application = QCoreApplication::instance();
+    auto *connection =
+        application ? static_cast<QSqlConnection *>(varToObj(application->property("Connection")))
+                    : nullptr;
+    if (connection) {
+        const QVariant family = connection->execScript(
+            QStringLiteral("SELECT id_item_family FROM dirs.t_item WHERE id = %1 ;").arg(itemId));
+        familyId = family.toLongLong();
+    }
+    showItemHistoryReport(familyId, parent);
 }
 
 QWidget *getDesignDocumentation(QWidget *parent)

@@ -38,6 +38,10 @@ REJECTS_EXPORT QString getLibDirFile(QString name);
 REJECTS_EXPORT QIcon getLibIcon(QString name);
 
 REJECTS_EXPORT void showItemHistoryReport(qint64 familyId, QWidget *parent);
+// The item history report for the family of an item, looked up through the
+// application's "Connection" with the driver's value-returning script; an
+// unknown item, or no connection, gives the family 0.
+REJECTS_EXPORT void showItemHistoryReportByItem(qint64 itemId, QWidget *parent);
 
 REJECTS_EXPORT QWidget *getDesignDocumentation(QWidget *parent);
 REJECTS_EXPORT void setIDVersionDesignDocumentation(QWidget *widget, qint64 versionId);

@@ -1,5 +1,7 @@
 #include "callouts.h"
+#include "loggedinconnection.h"
 #include "openwithdefaultapp.h"
+#include "pgtestdb.h"
 #include "testmain.h"
 #include "utils.h"
 
@@ -8,6 +10,7 @@
 #include <QPointer>
 #include <QRegularExpression>
 #include <QSet>
+#include <QSqlQuery>
 #include <QTemporaryDir>
 
 class TestUtils : public QObject
@@ -30,6 +33,8 @@ private slots:
     void getLibIcon_fromModule();
     void callouts_missingLibrary_doNothing();
     void callouts_missingFunction_doNothing();
+    void historyByItem_withoutConnection_familyZero();
+    void historyByItem_unknownItem_familyZero();
 
     void openWithDefaultApp_startsDesktopHandler();
     void openWithDefaultApp_missingFile();
@@ -275,6 +280,40 @@ void TestUtils::callouts_missingFunction_doNothing()
     QVERIFY(getLibIcon(QStringLiteral("DesignDocumentation")).isNull());
     QVERIFY(parent.children().isEmpty());
     QCOMPARE(lastCall("DesignDocumentation"), QString());
+}
+
+void TestUtils::historyByItem_withoutConnection_familyZero()
+{
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    qApp->setProperty("Connection", QVariant());
+    QWidget parent;
+    showItemHistoryReportByItem(15, &parent);
+    QCOMPARE(lastCall("ItemHistoryReport"),
+             "ItemHistoryReport:getItemHistoryReport(0," + address(&parent) + ")");
+}
+
+void TestUtils::historyByItem_unknownItem_familyZero()
+{
+    {
+        QLibrary driver(PgTestDb::driverPath());
+        if (!driver.resolve("Connect") || !driver.resolve("login"))
+            QSKIP("the driver library does not offer its entry points yet");
+    }
+    PgTestDb db(QStringLiteral("utils"));
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    QSqlDatabase direct = db.directConnection();
+    QSqlQuery last(direct);
+    QVERIFY(last.exec(QStringLiteral("SELECT coalesce(max(id), 0) FROM dirs.t_item")) &&
+            last.next());
+    const qint64 unknown = last.value(0).toLongLong() + 1000;
+
+    LoggedInConnection connection(db);
+    QVERIFY2(connection.isValid(), qPrintable(connection.error()));
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    QWidget parent;
+    showItemHistoryReportByItem(unknown, &parent);
+    QCOMPARE(lastCall("ItemHistoryReport"),
+             "ItemHistoryReport:getItemHistoryReport(0," + address(&parent) + ")");
 }
 
 void TestUtils::openWithDefaultApp_startsDesktopHandler()
