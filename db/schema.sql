@@ -210,7 +210,8 @@ CREATE TABLE inv.tl_version_analog (
   CHECK (id_version <> id_analog)
 );
 
--- The full name of a version as lists show it: version, blank, product.
+-- The full name of a version as lists show it: version, blank, product
+-- (the defect list joins the same two names itself).
 CREATE FUNCTION inv.c_full_version_name(p_id bigint) RETURNS text
 LANGUAGE sql STABLE AS $$
   SELECT v.c_name || ' ' || p.c_name
@@ -802,7 +803,7 @@ CREATE VIEW docs.v_process_exam AS
          pe.d_create,
          d.c_name,
          dp.c_name AS c_plan_order,
-         inv.c_full_version_name(pe.id_product_version) AS c_version,
+         pv.c_name || ' ' || pr.c_name AS c_version,
          st.c_name AS c_exam_stage,
          pgc.c_serial,
          fc.c_name AS c_fault,
@@ -830,6 +831,8 @@ CREATE VIEW docs.v_process_exam AS
     LEFT JOIN qms.t_fault_code fc ON fc.id = pe.id_fault
     LEFT JOIN docs.t_plan_order po ON po.id = pe.id_plan_order
     LEFT JOIN docs.t_doc dp ON dp.id = po.id_doc
+    LEFT JOIN inv.t_product_version pv ON pv.id = pe.id_product_version
+    LEFT JOIN inv.t_product pr ON pr.id = pv.id_product
     LEFT JOIN docs.t_production_group_content pgc ON pgc.id = pe.id_production_group_content
     LEFT JOIN docs.t_plan_order por ON por.id = pe.id_plan_order_repair
     LEFT JOIN docs.t_doc dr ON dr.id = por.id_doc
