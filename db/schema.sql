@@ -96,24 +96,6 @@ LANGUAGE sql AS $$
   RETURNING n_value
 $$;
 
--- Whether a user holds a right (the built-in administrator holds all).
-CREATE FUNCTION sys.f_user_can(p_id_user bigint, p_right text) RETURNS boolean
-LANGUAGE sql STABLE AS $$
-  SELECT EXISTS (SELECT 1 FROM sys.t_system_attr
-                  WHERE c_name = 'superAdminId' AND c_value = CAST(p_id_user AS text))
-      OR EXISTS (SELECT 1 FROM sys.tl_user_access_right ur
-                   JOIN sys.t_access_right r ON r.id = ur.id_access_right
-                  WHERE ur.id_user = p_id_user AND r.c_sys_name = p_right)
-$$;
-
--- The id of an active user with this login and password, or null.
-CREATE FUNCTION sys.f_login(p_login text, p_password text) RETURNS bigint
-LANGUAGE sql STABLE AS $$
-  SELECT id FROM sys.t_user
-   WHERE c_login = p_login AND b_active AND c_password IS NOT NULL
-     AND c_password = crypt(p_password, c_password)
-$$;
-
 -- --------------------------------------------------------------- dirs -----
 
 CREATE TABLE dirs.t_meas_unit (
