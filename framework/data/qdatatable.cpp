@@ -21,116 +21,111 @@
 #include <algorithm>
 #include <memory>
 
+// The decoration of a cell, kept once per distinct decoration in the model's
+// pool: most cells of a table share a handful of them.
+struct QCellDecoration
+{
+    QIcon icon;
+    QBrush foreground;
+    QBrush background;
+    QFont font;
+    bool hasFont = false;
+    QString toolTip;
+
+    bool operator==(const QCellDecoration &other) const
+    {
+        return hasFont == other.hasFont && icon.cacheKey() == other.icon.cacheKey() &&
+               foreground == other.foreground && background == other.background &&
+               toolTip == other.toolTip && (!hasFont || font == other.font);
+    }
+};
+
 // One cell. The values the table works with are plain members, so that loading
 // and redrawing a row neither allocates role vectors nor emits per-cell
-// notifications; the roles map onto them. Decorations are kept only for the
-// cells that have one.
+// notifications; the roles map onto them. The database value and the shown
+// value are stored apart only when they differ from the current value, and a
+// decoration is an index into the model's pool.
 class QDataTableItem : public QStandardItem
 {
 public:
-    struct Decoration
-    {
-        QIcon icon;
-        QBrush foreground;
-        QBrush background;
-        QFont font;
-        bool hasFont = false;
-        QString toolTip;
-    };
-
-    QVariant display;
     QVariant current;
-    QVariant original;
-    std::unique_ptr<Decoration> decoration;
+    quint32 decoration = 0; // 0: none
     qint8 state = rsUnchanged;
     qint8 lock = lsUnlocked;
     bool first = false;
     bool edited = false;
     quint16 failed = 0; // active filters the row fails (first item only)
 
-    QVariant data(int role) const override
+    const QVariant &original() const
     {
-        switch (role) {
-        case Qt::DisplayRole:
-        case Qt::EditRole:
-            return display;
-        case QDataTable::OriginalRole:
-            return original;
-        case QDataTable::CurrentRole:
-            return current;
-        case QDataTable::StateRole:
-            return first ? QVariant(int(state)) : QVariant();
-        case QDataTable::LockRole:
-            return first ? QVariant(int(lock)) : QVariant();
-        case Qt::DecorationRole:
-            if (decoration && !decoration->icon.isNull())
-                return decoration->icon;
-            break;
-        case Qt::ForegroundRole:
-            if (decoration && decoration->foreground.style() != Qt::NoBrush)
-                return decoration->foreground;
-            break;
-        case Qt::BackgroundRole:
-            if (decoration && decoration->background.style() != Qt::NoBrush)
-                return decoration->background;
-            break;
-        case Qt::FontRole:
-            if (decoration && decoration->hasFont)
-                return decoration->font;
-            break;
-        case Qt::ToolTipRole:
-            if (decoration && !decoration->toolTip.isEmpty())
-                return decoration->toolTip;
-            break;
-        default:
-            break;
+        return m_extra && m_extra->hasOriginal ? m_extra->original : current;
+    }
+    const QVariant &shown() const
+    {
+        return m_extra && m_extra->hasShown ? m_extra->shown : current;
+    }
+    // A new current value; from the database it is the original value too,
+    // otherwise the original value is kept.
+    void setValue(const QVariant &value, bool fromDatabase)
+    {
+        if (fromDatabase) {
+            if (m_extra)
+                m_extra->hasOriginal = false, m_extra->original = QVariant();
+        } else if (!m_extra || !m_extra->hasOriginal) {
+            extra().original = current;
+            m_extra->hasOriginal = true;
         }
-        return QStandardItem::data(role);
+        current = value;
+        tidy();
+    }
+    void setShown(const QVariant &value)
+    {
+        if (value.userType() == current.userType() && value == current) {
+            if (m_extra)
+                m_extra->hasShown = false, m_extra->shown = QVariant();
+        } else {
+            extra().shown = value;
+            m_extra->hasShown = true;
+        }
+        tidy();
     }
 
-    void setData(const QVariant &value, int role) override
-    {
-        switch (role) {
-        case Qt::DisplayRole:
-        case Qt::EditRole:
-            if (display.userType() == value.userType() && display == value)
-                return;
-            display = value;
-            edited = true;
-            emitDataChanged();
-            edited = false;
-            return;
-        case QDataTable::OriginalRole:
-            original = value;
-            emitDataChanged();
-            return;
-        case QDataTable::CurrentRole:
-            current = value;
-            emitDataChanged();
-            return;
-        case QDataTable::StateRole:
-            state = qint8(value.toInt());
-            emitDataChanged();
-            return;
-        case QDataTable::LockRole:
-            lock = qint8(value.toInt());
-            emitDataChanged();
-            return;
-        default:
-            break;
-        }
-        QStandardItem::setData(value, role);
-    }
-
+    QVariant data(int role) const override;
+    void setData(const QVariant &value, int role) override;
     QStandardItem *clone() const override { return new QDataTableItem; }
+
+private:
+    struct Extra
+    {
+        QVariant original;
+        QVariant shown;
+        bool hasOriginal = false;
+        bool hasShown = false;
+    };
+    Extra &extra()
+    {
+        if (!m_extra)
+            m_extra.reset(new Extra);
+        return *m_extra;
+    }
+    void tidy()
+    {
+        if (m_extra && !m_extra->hasOriginal && !m_extra->hasShown)
+            m_extra.reset();
+    }
+    std::unique_ptr<Extra> m_extra;
 };
 
 // The model of a table; it lets the table announce a whole refill as one reset
-// and a redrawn row as one change.
+// and a redrawn row as one change, and keeps the pool of cell decorations.
 class QDataTableModel : public QStandardItemModel
 {
 public:
-    using QStandardItemModel::QStandardItemModel;
+    explicit QDataTableModel(QObject *parent)
+        : QStandardItemModel(parent)
+    {
+        m_decorations.append(QCellDecoration());
+    }
     void beginReset() { beginResetModel(); }
     void endReset() { endResetModel(); }
     void rowChanged(int row, int columns)
@@ -138,7 +133,120 @@ public:
         if (columns > 0)
             emit dataChanged(index(row, 0), index(row, columns - 1));
     }
+
+    const QCellDecoration &decoration(quint32 index) const { return m_decorations.at(index); }
+    // The pool index of a cell's decoration, 0 when it has none.
+    quint32 decorationOf(const cellData &cell, const cellData &fresh)
+    {
+        const bool hasFont = !(cell.font == fresh.font);
+        if (cell.icon.isNull() && cell.foreground.style() == Qt::NoBrush &&
+            cell.background.style() == Qt::NoBrush && cell.toolTip.isEmpty() && !hasFont)
+            return 0;
+        QCellDecoration wanted;
+        wanted.icon = cell.icon;
+        wanted.foreground = cell.foreground;
+        wanted.background = cell.background;
+        wanted.toolTip = cell.toolTip;
+        wanted.hasFont = hasFont;
+        if (hasFont)
+            wanted.font = cell.font;
+        if (m_lastHit && m_decorations.at(m_lastHit) == wanted)
+            return m_lastHit;
+        // A bounded search: a receiver that makes every cell different (a
+        // tool tip per cell) only grows the pool.
+        const int last = m_decorations.size() - 1;
+        for (int i = last; i >= 1 && i > last - 64; --i) {
+            if (m_decorations.at(i) == wanted)
+                return m_lastHit = quint32(i);
+        }
+        m_decorations.append(wanted);
+        return m_lastHit = quint32(m_decorations.size() - 1);
+    }
+    void clearDecorations()
+    {
+        m_decorations.resize(1);
+        m_lastHit = 0;
+    }
+
+private:
+    QVector<QCellDecoration> m_decorations;
+    quint32 m_lastHit = 0;
 };
+
+QVariant QDataTableItem::data(int role) const
+{
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::EditRole:
+        return shown();
+    case QDataTable::OriginalRole:
+        return original();
+    case QDataTable::CurrentRole:
+        return current;
+    case QDataTable::StateRole:
+        return first ? QVariant(int(state)) : QVariant();
+    case QDataTable::LockRole:
+        return first ? QVariant(int(lock)) : QVariant();
+    case Qt::DecorationRole:
+    case Qt::ForegroundRole:
+    case Qt::BackgroundRole:
+    case Qt::FontRole:
+    case Qt::ToolTipRole:
+        if (decoration && model()) {
+            const QCellDecoration &d =
+                static_cast<const QDataTableModel *>(model())->decoration(decoration);
+            if (role == Qt::DecorationRole && !d.icon.isNull())
+                return d.icon;
+            if (role == Qt::ForegroundRole && d.foreground.style() != Qt::NoBrush)
+                return d.foreground;
+            if (role == Qt::BackgroundRole && d.background.style() != Qt::NoBrush)
+                return d.background;
+            if (role == Qt::FontRole && d.hasFont)
+                return d.font;
+            if (role == Qt::ToolTipRole && !d.toolTip.isEmpty())
+                return d.toolTip;
+        }
+        break;
+    default:
+        break;
+    }
+    return QStandardItem::data(role);
+}
+
+void QDataTableItem::setData(const QVariant &value, int role)
+{
+    switch (role) {
+    case Qt::DisplayRole:
+    case Qt::EditRole:
+        if (shown().userType() == value.userType() && shown() == value)
+            return;
+        setShown(value);
+        edited = true;
+        emitDataChanged();
+        edited = false;
+        return;
+    case QDataTable::OriginalRole:
+        extra().original = value;
+        m_extra->hasOriginal = true;
+        emitDataChanged();
+        return;
+    case QDataTable::CurrentRole:
+        setValue(value, false);
+        emitDataChanged();
+        return;
+    case QDataTable::StateRole:
+        state = qint8(value.toInt());
+        emitDataChanged();
+        return;
+    case QDataTable::LockRole:
+        lock = qint8(value.toInt());
+        emitDataChanged();
+        return;
+    default:
+        break;
+    }
+    QStandardItem::setData(value, role);
+}
 
 namespace {
 
@@ -199,8 +307,12 @@ QDataTable::QDataTable(QDataTable *source)
     for (int row = 0; row < source->rowCount(); ++row) {
         const int copy = addRecord(source->getRecord(row));
         for (int c = 0; c < columnCount(); ++c) {
-            if (QDataTableItem *from = source->cell(row, c))
-                cell(copy, c)->original = from->original;
+            if (QDataTableItem *from = source->cell(row, c)) {
+                QDataTableItem *to = cell(copy, c);
+                const QVariant now = to->current;
+                to->current = from->original();
+                to->setValue(now, false);
+            }
         }
         const int state = source->getRowState(row);
         if (state != rsUnchanged)
@@ -374,10 +486,17 @@ void QDataTable::rebuildIndexes()
 
 void QDataTable::setHeaderItems()
 {
+    // Header items are replaced only where they differ: every replacement
+    // makes the attached view lay its header out again.
     for (int c = 0; c < m_columns.count(); ++c) {
         const colInfo &column = m_columns.at(c);
+        const QString toolTip = column.toolTip.isEmpty() ? column.header : column.toolTip;
+        QStandardItem *current = m_model->horizontalHeaderItem(c);
+        if (current && current->text() == column.header && current->toolTip() == toolTip &&
+            current->icon().isNull() == !column.icon)
+            continue;
         auto *header = new QStandardItem(column.header);
-        header->setToolTip(column.toolTip.isEmpty() ? column.header : column.toolTip);
+        header->setToolTip(toolTip);
         if (column.icon)
             header->setIcon(*column.icon);
         m_model->setHorizontalHeaderItem(c, header);
@@ -417,7 +536,7 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
         return false;
 
     QSqlQuery query(m_database);
-    query.setForwardOnly(true);
+    query.setForwardOnly(true); // rows are copied as they come: no second copy of the result
     m_connection->execScript(m_selectSql, &query, m_selectParams, debug);
     if (!query.isActive() || !query.isSelect()) {
         m_tableState = -1;
@@ -447,39 +566,43 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
     const cellData fresh;
 
     // One record is reused for every row: it is what receivers of
-    // getDispInfo see.
+    // getDispInfo see. Texts repeated down a column (statuses, stages,
+    // products ...) are stored once: each column keeps a bounded pool.
     QSqlRecord record = m_emptyRecord;
+    QVector<QSet<QString>> pools(columns);
+    const int poolLimit = 4096;
     QList<QStandardItem *> items;
     items.reserve(columns);
     int row = 0;
     for (bool valid = query.isValid(); valid; valid = query.next(), ++row) {
-        for (int c = 0; c < columns; ++c)
-            record.setValue(c, source.at(c) < 0
-                                   ? QVariant(QVariant::Type(types.at(c)))
-                                   : toColumnType(query.value(source.at(c)), types.at(c)));
+        for (int c = 0; c < columns; ++c) {
+            if (source.at(c) < 0) {
+                record.setValue(c, QVariant(QVariant::Type(types.at(c))));
+                continue;
+            }
+            QVariant value = toColumnType(query.value(source.at(c)), types.at(c));
+            if (types.at(c) == QVariant::String && !value.isNull()) {
+                QSet<QString> &pool = pools[c];
+                const QString text = value.toString();
+                const auto known = pool.constFind(text);
+                if (known != pool.constEnd())
+                    value = QVariant(*known);
+                else if (pool.size() < poolLimit)
+                    pool.insert(text);
+            }
+            record.setValue(c, value);
+        }
         items.clear();
         for (int c = 0; c < columns; ++c) {
             auto *item = new QDataTableItem;
             item->current = record.value(c);
-            item->original = item->current;
-            QVariant value = item->current;
             if (offered && shown.at(c)) {
+                QVariant value = item->current;
                 cellData cell = fresh;
                 emit getDispInfo(c, &value, &cell, &record, rsUnchanged);
-                if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush ||
-                    cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty() ||
-                    !(cell.font == fresh.font)) {
-                    item->decoration.reset(new QDataTableItem::Decoration);
-                    item->decoration->icon = cell.icon;
-                    item->decoration->foreground = cell.foreground;
-                    item->decoration->background = cell.background;
-                    item->decoration->toolTip = cell.toolTip;
-                    item->decoration->hasFont = !(cell.font == fresh.font);
-                    if (item->decoration->hasFont)
-                        item->decoration->font = cell.font;
-                }
+                item->decoration = m_model->decorationOf(cell, fresh);
+                item->setShown(value);
             }
-            item->display = value;
             items.append(item);
         }
         auto *first = static_cast<QDataTableItem *>(items.first());
@@ -953,16 +1076,25 @@ void QDataTable::applyFilters()
     if (!m_view || m_view->model() != m_model)
         return;
     // Only the rows whose visibility changes are touched, with the view's
-    // updates suspended (a shown header would otherwise recompute its section
-    // positions on every change).
+    // updates suspended and its vertical header quiet (a shown header would
+    // lay itself out again on every change); the view lays out once after.
+    QHeaderView *rowHeader = m_view->verticalHeader();
     const bool updates = m_view->updatesEnabled();
     m_view->setUpdatesEnabled(false);
-    for (int row = 0; row < rows; ++row) {
-        QDataTableItem *item = firstItem(row);
-        const bool hide = item && item->failed;
-        if (m_view->isRowHidden(row) != hide)
-            m_view->setRowHidden(row, hide);
+    int changed = 0;
+    {
+        QSignalBlocker quiet(rowHeader);
+        for (int row = 0; row < rows; ++row) {
+            QDataTableItem *item = firstItem(row);
+            const bool hide = item && item->failed;
+            if (m_view->isRowHidden(row) != hide) {
+                m_view->setRowHidden(row, hide);
+                ++changed;
+            }
+        }
     }
+    if (changed)
+        m_view->doItemsLayout();
     m_view->setUpdatesEnabled(updates);
 }
 
@@ -1041,28 +1173,13 @@ void QDataTable::writeRow(int row, const QSqlRecord &record, bool fromDatabase)
                 indexInsert(c, after, identity);
             }
         }
-        item->current = value;
-        if (fromDatabase)
-            item->original = value;
+        item->setValue(value, fromDatabase);
         QVariant shown = value;
         cellData cell = fresh;
         if (m_columns.at(c).visible)
             emit getDispInfo(c, &shown, &cell, &full, state);
-        item->display = shown;
-        const bool hasFont = !(cell.font == fresh.font);
-        if (!cell.icon.isNull() || cell.foreground.style() != Qt::NoBrush ||
-            cell.background.style() != Qt::NoBrush || !cell.toolTip.isEmpty() || hasFont) {
-            if (!item->decoration)
-                item->decoration.reset(new QDataTableItem::Decoration);
-            item->decoration->icon = cell.icon;
-            item->decoration->foreground = cell.foreground;
-            item->decoration->background = cell.background;
-            item->decoration->toolTip = cell.toolTip;
-            item->decoration->hasFont = hasFont;
-            item->decoration->font = hasFont ? cell.font : QFont();
-        } else {
-            item->decoration.reset();
-        }
+        item->setShown(shown);
+        item->decoration = m_model->decorationOf(cell, fresh);
     }
     if (state != rsInserted && state != rsDeleted)
         setRowState(row, fromDatabase ? rsUnchanged : rsUpdated);
@@ -1163,7 +1280,7 @@ void QDataTable::resetOriginalData(int row, bool redraw)
     QSqlRecord record = m_emptyRecord;
     for (int c = 0; c < m_columns.count(); ++c) {
         if (QDataTableItem *item = cell(row, c))
-            record.setValue(c, item->original);
+            record.setValue(c, item->original());
     }
     setRowState(row, rsUnchanged);
     if (redraw) {
@@ -1177,10 +1294,10 @@ void QDataTable::resetOriginalData(int row, bool redraw)
             continue;
         if (m_indexes.at(c)) {
             indexRemove(c, item->current.toString(), identity);
-            indexInsert(c, item->original.toString(), identity);
+            indexInsert(c, item->original().toString(), identity);
         }
-        item->current = item->original;
-        item->display = item->original;
+        item->setValue(QVariant(item->original()), true);
+        item->setShown(item->current);
     }
     emitRowChanged(row);
 }
@@ -1216,6 +1333,7 @@ void QDataTable::clear()
         QSignalBlocker blocker(m_model);
         m_model->removeRows(0, m_model->rowCount());
     }
+    m_model->clearDecorations();
     if (!blocked)
         m_model->endReset();
     m_inserted.clear();
@@ -1337,7 +1455,7 @@ void QDataTable::onItemChanged(QStandardItem *standardItem)
     if (row < 0 || c < 0 || c >= m_columns.count())
         return;
     const QVariant before = item->current;
-    const QVariant after = toColumnType(item->display, m_columns.at(c).type);
+    const QVariant after = toColumnType(item->shown(), m_columns.at(c).type);
     if (sameValue(before, after))
         return;
     emit dataChanged(objectName(), before, after, m_columns.at(c).name);
@@ -1351,7 +1469,7 @@ void QDataTable::onItemChanged(QStandardItem *standardItem)
             indexRemove(c, before.toString(), identityOf(row));
             indexInsert(c, after.toString(), identityOf(row));
         }
-        item->current = after;
+        item->setValue(after, false);
         setRow(row, getRecord(row), false);
         watchEdits(watching);
     }
@@ -1541,7 +1659,7 @@ bool QDataTable::makeReport(QString fileName) const
         line.clear();
         for (int c : qAsConst(columns)) {
             QDataTableItem *item = cell(row, c);
-            line.append(quoted(item ? item->display.toString() : QString()));
+            line.append(quoted(item ? item->shown().toString() : QString()));
         }
         text += line.join(QLatin1Char(';')) + QLatin1Char('\n');
     }
