@@ -54,7 +54,7 @@ public:
     qint8 lock = lsUnlocked;
     bool first = false;
     bool edited = false;
-    quint16 failed = 0; // active filters the row fails (first item only)
+    quint32 serial = 0; // the row's serial number (first item only)
 
     const QVariant &original() const
     {
@@ -277,6 +277,24 @@ QDataTable::QDataTable(QString name, QSqlConnection *connection, QObject *parent
     setObjectName(name);
     m_model = new QDataTableModel(this);
     m_model->setObjectName(name + QStringLiteral("_data_"));
+    // Rows that move (sorting, inserts, removals) make the row -> serial map stale.
+    auto moved = [this] { m_rowsMoved = true; };
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, moved);
+    connect(m_model, &QAbstractItemModel::rowsRemoved, this, moved);
+    connect(m_model, &QAbstractItemModel::rowsMoved, this, moved);
+    connect(m_model, &QAbstractItemModel::layoutChanged, this, moved);
+    connect(m_model, &QAbstractItemModel::modelReset, this, moved);
+    // Rows removed through the model itself leave the indexes and lists too.
+    connect(m_model, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+            [this](const QModelIndex &parent, int first, int last) {
+                if (parent.isValid())
+                    return;
+                for (int row = first; row <= last; ++row) {
+                    dropIdentity(identityOf(row));
+                    unindexRow(row);
+                    dropSerial(row);
+                }
+            });
     m_connection = connection;
     if (m_connection)
         m_database = m_connection->getDatabase();
@@ -479,7 +497,7 @@ void QDataTable::rebuildIndexes()
             continue;
         for (int row = 0; row < rows; ++row) {
             if (QDataTableItem *item = cell(row, c))
-                indexInsert(c, item->current.toString(), identityOf(row));
+                indexInsert(c, item->current.toString(), serialOf(row));
         }
     }
 }
@@ -607,17 +625,19 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
         }
         auto *first = static_cast<QDataTableItem *>(items.first());
         first->first = true;
+        giveSerial(first);
         m_model->appendRow(items);
-        const qlonglong identity = qlonglong(first);
+        m_rowSerials.append(int(first->serial));
         for (int c = 0; c < columns; ++c) {
             if (m_indexes.at(c))
-                indexInsert(c, record.value(c).toString(), identity);
+                indexInsert(c, record.value(c).toString(), int(first->serial));
         }
         if (processEvents && (row & 1023) == 1023)
             QCoreApplication::processEvents();
     }
     m_model->blockSignals(false);
     m_model->endReset();
+    m_rowsMoved = false; // filled in order: m_rowSerials is right
     m_tableState = 0;
     watchEdits(watching);
     setHeaderItems();
@@ -644,7 +664,7 @@ int QDataTable::visibleRowCount() const
     const int rows = rowCount();
     int count = 0;
     for (int row = 0; row < rows; ++row) {
-        if (m_view ? !m_view->isRowHidden(row) : firstItem(row) && !firstItem(row)->failed)
+        if (m_view ? !m_view->isRowHidden(row) : !rowFails(row))
             ++count;
     }
     return count;
@@ -945,9 +965,10 @@ int QDataTable::locate(QStringList fields, QList<QVariant> values)
     }
     if (indexed >= 0) {
         const ValueIndex *index = m_indexes.at(columns.at(indexed));
-        const QSet<qlonglong> candidates = index->value(values.at(indexed).toString());
-        for (qlonglong identity : candidates) {
-            const int row = rowOf(identity);
+        const QVector<int> candidates = index->value(values.at(indexed).toString());
+        for (int serial : candidates) {
+            QDataTableItem *first = m_serialItems.value(serial);
+            const int row = first ? first->row() : -1;
             if (row >= 0 && (found < 0 || row < found) && rowMatches(row))
                 found = row;
         }
@@ -1048,28 +1069,27 @@ bool QDataTable::passes(const FilterInfo &filter, const QString &text) const
 
 void QDataTable::applyFilters()
 {
+    ensureRowSerials();
     const int rows = rowCount();
-    for (int row = 0; row < rows; ++row) {
-        if (QDataTableItem *item = firstItem(row))
-            item->failed = 0;
-    }
+    m_failed.fill(0, m_serialItems.size());
     for (auto filter = m_filters.cbegin(); filter != m_filters.cend(); ++filter) {
         const int c = m_columns.indexOf(filter.key());
         if (c < 0)
             continue;
         if (const ValueIndex *index = m_indexes.at(c)) {
-            // Only the rows of the value texts that fail are touched.
+            // Each distinct value text is tested once; only the rows of the
+            // texts that fail are counted.
             for (auto value = index->cbegin(); value != index->cend(); ++value) {
                 if (passes(filter.value(), value.key()))
                     continue;
-                for (qlonglong identity : value.value())
-                    ++reinterpret_cast<QDataTableItem *>(identity)->failed;
+                for (int serial : value.value())
+                    ++m_failed[serial];
             }
         } else {
             for (int row = 0; row < rows; ++row) {
                 QDataTableItem *item = cell(row, c);
                 if (!passes(filter.value(), item ? item->current.toString() : QString()))
-                    ++firstItem(row)->failed;
+                    ++m_failed[m_rowSerials.at(row)];
             }
         }
     }
@@ -1085,8 +1105,7 @@ void QDataTable::applyFilters()
     {
         QSignalBlocker quiet(rowHeader);
         for (int row = 0; row < rows; ++row) {
-            QDataTableItem *item = firstItem(row);
-            const bool hide = item && item->failed;
+            const bool hide = m_failed.at(m_rowSerials.at(row)) != 0;
             if (m_view->isRowHidden(row) != hide) {
                 m_view->setRowHidden(row, hide);
                 ++changed;
@@ -1100,30 +1119,71 @@ void QDataTable::applyFilters()
 
 // ---------------------------------------------------------------- indexing
 
-void QDataTable::indexInsert(int column, const QString &text, qlonglong identity)
+void QDataTable::indexInsert(int column, const QString &text, int serial)
 {
-    (*m_indexes.at(column))[text].insert(identity);
+    (*m_indexes.at(column))[text].append(serial);
 }
 
-void QDataTable::indexRemove(int column, const QString &text, qlonglong identity)
+void QDataTable::indexRemove(int column, const QString &text, int serial)
 {
     ValueIndex *index = m_indexes.at(column);
     auto found = index->find(text);
     if (found == index->end())
         return;
-    found->remove(identity);
-    if (found->isEmpty())
+    QVector<int> &serials = found.value();
+    const int at = serials.lastIndexOf(serial);
+    if (at < 0)
+        return;
+    serials[at] = serials.last();
+    serials.removeLast();
+    if (serials.isEmpty())
         index->erase(found);
+}
+
+int QDataTable::serialOf(int row) const
+{
+    QDataTableItem *first = firstItem(row);
+    return first ? int(first->serial) : -1;
+}
+
+void QDataTable::giveSerial(QDataTableItem *first)
+{
+    first->serial = quint32(m_serialItems.size());
+    m_serialItems.append(first);
+}
+
+void QDataTable::dropSerial(int row)
+{
+    const int serial = serialOf(row);
+    if (serial >= 0 && serial < m_serialItems.size())
+        m_serialItems[serial] = nullptr;
+}
+
+void QDataTable::ensureRowSerials()
+{
+    if (!m_rowsMoved && m_rowSerials.size() == rowCount())
+        return;
+    const int rows = rowCount();
+    m_rowSerials.resize(rows);
+    for (int row = 0; row < rows; ++row)
+        m_rowSerials[row] = serialOf(row);
+    m_rowsMoved = false;
+}
+
+bool QDataTable::rowFails(int row) const
+{
+    const int serial = serialOf(row);
+    return serial >= 0 && m_failed.value(serial) != 0;
 }
 
 void QDataTable::unindexRow(int row)
 {
-    const qlonglong identity = identityOf(row);
+    const int serial = serialOf(row);
     for (int c = 0; c < m_indexes.size(); ++c) {
         if (!m_indexes.at(c))
             continue;
         if (QDataTableItem *item = cell(row, c))
-            indexRemove(c, item->current.toString(), identity);
+            indexRemove(c, item->current.toString(), serial);
     }
 }
 
@@ -1152,7 +1212,7 @@ void QDataTable::writeRow(int row, const QSqlRecord &record, bool fromDatabase)
             full.setValue(c, item->current);
         }
     }
-    const qlonglong identity = identityOf(row);
+    const int serial = serialOf(row);
     const int state = getRowState(row);
     const cellData fresh;
     for (int c = 0; c < columns; ++c) {
@@ -1169,8 +1229,8 @@ void QDataTable::writeRow(int row, const QSqlRecord &record, bool fromDatabase)
             const QString before = item->current.toString();
             const QString after = value.toString();
             if (before != after || item->current.isNull() != value.isNull()) {
-                indexRemove(c, before, identity);
-                indexInsert(c, after, identity);
+                indexRemove(c, before, serial);
+                indexInsert(c, after, serial);
             }
         }
         item->setValue(value, fromDatabase);
@@ -1265,6 +1325,7 @@ bool QDataTable::killRow(int row)
         return false;
     dropIdentity(identityOf(row));
     unindexRow(row);
+    dropSerial(row);
     m_model->removeRow(row);
     if (m_currentRow == row)
         m_currentRow = -1;
@@ -1287,14 +1348,14 @@ void QDataTable::resetOriginalData(int row, bool redraw)
         setRow(row, record, true);
         return;
     }
-    const qlonglong identity = identityOf(row);
+    const int serial = serialOf(row);
     for (int c = 0; c < m_columns.count(); ++c) {
         QDataTableItem *item = cell(row, c);
         if (!item)
             continue;
         if (m_indexes.at(c)) {
-            indexRemove(c, item->current.toString(), identity);
-            indexInsert(c, item->original().toString(), identity);
+            indexRemove(c, item->current.toString(), serial);
+            indexInsert(c, item->original().toString(), serial);
         }
         item->setValue(QVariant(item->original()), true);
         item->setShown(item->current);
@@ -1334,6 +1395,10 @@ void QDataTable::clear()
         m_model->removeRows(0, m_model->rowCount());
     }
     m_model->clearDecorations();
+    m_serialItems.clear();
+    m_rowSerials.clear();
+    m_failed.clear();
+    m_rowsMoved = false;
     if (!blocked)
         m_model->endReset();
     m_inserted.clear();
@@ -1346,7 +1411,7 @@ void QDataTable::clear()
     m_currentRow = -1;
 }
 
-void QDataTable::makeRowItems(QList<QStandardItem *> &items, int state) const
+void QDataTable::makeRowItems(QList<QStandardItem *> &items, int state)
 {
     items.clear();
     for (int c = 0; c < qMax(1, m_columns.count()); ++c)
@@ -1354,6 +1419,7 @@ void QDataTable::makeRowItems(QList<QStandardItem *> &items, int state) const
     auto *first = static_cast<QDataTableItem *>(items.first());
     first->first = true;
     first->state = qint8(state);
+    giveSerial(first);
 }
 
 int QDataTable::insertNewRow(int at, bool makeCurrent)
@@ -1466,8 +1532,8 @@ void QDataTable::onItemChanged(QStandardItem *standardItem)
         const bool watching = m_watching;
         watchEdits(false);
         if (m_indexes.at(c)) {
-            indexRemove(c, before.toString(), identityOf(row));
-            indexInsert(c, after.toString(), identityOf(row));
+            indexRemove(c, before.toString(), serialOf(row));
+            indexInsert(c, after.toString(), serialOf(row));
         }
         item->setValue(after, false);
         setRow(row, getRecord(row), false);
@@ -1517,6 +1583,7 @@ bool QDataTable::commit(bool processEvents)
             }
             unindexRow(row);
             dropIdentity(identity);
+            dropSerial(row);
             m_model->removeRow(row);
             if (m_currentRow == row)
                 m_currentRow = -1;
@@ -1654,7 +1721,7 @@ bool QDataTable::makeReport(QString fileName) const
         QDataTableItem *first = firstItem(row);
         if (!first || first->state == rsDeleted)
             continue;
-        if (m_view ? m_view->isRowHidden(row) : first->failed != 0)
+        if (m_view ? m_view->isRowHidden(row) : rowFails(row))
             continue;
         line.clear();
         for (int c : qAsConst(columns)) {

@@ -291,7 +291,8 @@ private:
         QStringList values;
         filterType type = ftEqual;
     };
-    typedef QHash<QString, QSet<qlonglong>> ValueIndex;
+    // Value text -> serial numbers of the rows holding it (see m_serialItems).
+    typedef QHash<QString, QVector<int>> ValueIndex;
 
     void resolveScripts();
     void watchEdits(bool on);
@@ -305,10 +306,15 @@ private:
     // Writes record values into an existing row; no model signals.
     void writeRow(int row, const QSqlRecord &record, bool fromDatabase);
     void emitRowChanged(int row);
-    void makeRowItems(QList<QStandardItem *> &items, int state) const;
+    void makeRowItems(QList<QStandardItem *> &items, int state);
     int insertNewRow(int at, bool makeCurrent);
-    void indexInsert(int column, const QString &text, qlonglong identity);
-    void indexRemove(int column, const QString &text, qlonglong identity);
+    void indexInsert(int column, const QString &text, int serial);
+    void indexRemove(int column, const QString &text, int serial);
+    int serialOf(int row) const;
+    void giveSerial(QDataTableItem *first);
+    void dropSerial(int row);
+    void ensureRowSerials();
+    bool rowFails(int row) const;
     void unindexRow(int row);
     void dropIdentity(qlonglong identity);
     bool passes(const FilterInfo &filter, const QString &text) const;
@@ -332,6 +338,13 @@ private:
     QVector<ValueIndex *> m_indexes;
     QMap<QString, idxType> m_indexKinds;
     QMap<QString, FilterInfo> m_filters;
+    // Every row gets a serial number when it is made; the value indexes and
+    // the filter counts work on serials, so that filtering runs over compact
+    // arrays instead of the cells.
+    QVector<QDataTableItem *> m_serialItems; // serial -> first item, null when gone
+    QVector<int> m_rowSerials;               // row -> serial, rebuilt after moves
+    QVector<quint16> m_failed;               // serial -> active filters failed
+    bool m_rowsMoved = false;
     QPointer<QTableView> m_view;
     QMetaObject::Connection m_currentConnection, m_activatedConnection;
     bool m_directEdit = false;
