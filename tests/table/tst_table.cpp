@@ -106,6 +106,8 @@ private slots:
     void filters_followChangedValuesAndCombine();
     void locate_match_getRows();
     void cursor_movesOverShownRows();
+    void sortedModel_keepsRowIdentities();
+    void scripts_literalNativeAndResolved();
     void dispInfo_receiversDecorateVisibleColumns();
     void dumpTable_writesStateLettersAndQuotes();
     void makeReport_writesVisibleRowsInCp1251();
@@ -624,6 +626,68 @@ void TestTable::cursor_movesOverShownRows()
     QCOMPARE(table->getField(QStringLiteral("c_name"), 3).toString(), QStringLiteral("D"));
     const int fresh = table->newRow(true);
     QCOMPARE(table->getViewCurrentRow(), fresh);
+}
+
+void TestTable::sortedModel_keepsRowIdentities()
+{
+    QDataTable *table = makeTable();
+    QTableView view;
+    table->setView(&view);
+    QSqlRecord record = table->getRecord(0); // "a"
+    record.setValue(QStringLiteral("n_qty"), 11);
+    QVERIFY(table->setRow(0, record));
+    QVERIFY(table->deleteRow(1)); // "b"
+
+    // Sorting moves the rows; states, indexes and filters follow them.
+    table->getModel()->sort(1, Qt::DescendingOrder);
+    QCOMPARE(table->getField(QStringLiteral("c_name"), 0).toString(),
+             QStringLiteral("ф \"кавычки\""));
+    const int a = table->locate(QStringLiteral("c_name"), QStringLiteral("a"));
+    QCOMPARE(a, scratchCount - 1);
+    QCOMPARE(table->getRowState(a), int(rsUpdated));
+    QCOMPARE(table->locate(QStringLiteral("c_status"), QStringLiteral("open")), 2); // "d"
+    table->setFilter(QStringLiteral("c_status"), QStringLiteral("new"));
+    for (int row = 0; row < table->rowCount(); ++row) {
+        QCOMPARE(view.isRowHidden(row),
+                 table->getField(QStringLiteral("c_status"), row).toString() != "new");
+    }
+    QVERIFY(table->commit());
+    const QList<QStringList> rows = databaseRows();
+    QCOMPARE(rows.size(), scratchCount - 1);
+    QCOMPARE(rows.at(0).at(3), QStringLiteral("11"));
+    QCOMPARE(rows.at(1).at(1), QStringLiteral("c"));
+    QCOMPARE(table->rowCount(), scratchCount - 1);
+    table->clearAllFilters();
+    QCOMPARE(table->visibleRowCount(), scratchCount - 1);
+}
+
+void TestTable::scripts_literalNativeAndResolved()
+{
+    QDataTable table(QStringLiteral("t_fault_code"), connection());
+    table.setNativeScripts(QStringLiteral("S"), QStringLiteral("U"), QStringLiteral("I"),
+                           QStringLiteral("D"));
+    QCOMPARE(table.selectSql(), QStringLiteral("S"));
+    QCOMPARE(table.updateSql(), QStringLiteral("U"));
+    QCOMPARE(table.insertSql(), QStringLiteral("I"));
+    QCOMPARE(table.deleteSql(), QStringLiteral("D"));
+
+    // Named scripts come from the script store, and are resolved again
+    // against a new connection.
+    table.setScripts(QStringLiteral("FAULT_CODE_SELECT"), QStringLiteral("FAULT_CODE_UPDATE"),
+                     QStringLiteral("FAULT_CODE_INSERT"), QStringLiteral("FAULT_CODE_DELETE"));
+    QCOMPARE(table.selectSql(), connection()->getScript(QStringLiteral("FAULT_CODE_SELECT")));
+    QCOMPARE(table.deleteSql(), connection()->getScript(QStringLiteral("FAULT_CODE_DELETE")));
+    QVERIFY(!table.updateSql().isEmpty());
+    QVERIFY(table.open());
+    QVERIFY(table.rowCount() > 0);
+    QVERIFY(table.columnCount() > 0); // made from the result
+    QCOMPARE(table.getModel()->headerData(0, Qt::Horizontal).toString(),
+             table.getColumns().at(0).name);
+
+    // Without a connection the texts stay as they were.
+    table.setConnection(nullptr);
+    QCOMPARE(table.selectSql(), connection()->getScript(QStringLiteral("FAULT_CODE_SELECT")));
+    QVERIFY(!table.open());
 }
 
 // --------------------------------------------------------------- decoration
