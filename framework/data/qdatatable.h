@@ -67,7 +67,9 @@ enum idxType { itNone = 0, itKey = 1, itValue = 2 };
 //   Qt::UserRole + 4 (260)          the lock state, first column only
 // A row is identified by the address of its first item, so that the identity
 // survives sorting and the removal of other rows; the three pending lists
-// (inserted, updated, deleted rows) and the value indexes hold identities.
+// (inserted, updated, deleted rows) hold identities, in the order in which
+// the rows got their state. A row added and deleted again before commit is
+// dropped by commit without any statement.
 //
 // Every row that is set emits getDispInfo once per visible column, so that the
 // owner of the view can change the shown value and the cell's icon, brushes,
@@ -83,10 +85,17 @@ enum idxType { itNone = 0, itKey = 1, itValue = 2 };
 // wraps the commits of its tables in one transaction.
 //
 // Filters (setFilter) hide, in the attached view, the rows that fail any active
-// filter; columns with flag 2 (or a search index) are filtered through their
-// value index, which maps each value text to its rows, so a filter change costs
-// the rows it concerns plus one pass that touches only the rows whose
-// visibility changes.
+// filter, and show every row that passes them all (also a row someone else
+// hid). Columns with flag 1 or 2, and the key column, keep a value index from
+// each value text to its rows: a filter tests each distinct text once and
+// counts only the rows of the texts that fail, then one pass over the rows
+// changes only those whose visibility changes, with the view's updates
+// suspended. A value's text is QVariant::toString(); a null value reads as
+// the empty text.
+//
+// Memory: a cell stores its current value; the database value and the shown
+// value are kept apart only when they differ from it, decorations are pooled
+// per table, and texts repeated down a column are shared while loading.
 //
 // GUI thread only. Loads and commits may let the event loop run.
 class REJECTS_EXPORT QDataTable : public QObject
