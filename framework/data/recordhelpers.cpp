@@ -1,5 +1,9 @@
 #include "recordhelpers.h"
 
+#include "qdataset.h"
+#include "qdatatable.h"
+
+#include <QComboBox>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QTimer>
@@ -13,6 +17,53 @@ QVariant objToVar(void *object)
 void *varToObj(QVariant value)
 {
     return reinterpret_cast<void *>(value.toLongLong());
+}
+
+void fillComboBox(QComboBox *combo, QDataTable *table, QString textField, QString dataField,
+                  QString firstText, QVariant firstData)
+{
+    if (!combo || !table || textField.isEmpty())
+        return;
+    combo->clear();
+    table->close();
+    table->open(false, false);
+    if (!firstText.isEmpty())
+        combo->addItem(firstText, firstData);
+    if (table->getTableState() != 0)
+        return;
+    for (int row = 0; row < table->rowCount(); ++row) {
+        const QSqlRecord record = table->getRecord(row);
+        combo->addItem(record.value(textField).toString(),
+                       dataField.isEmpty() ? QVariant() : record.value(dataField));
+    }
+}
+
+QVariant getValueById(QDataTable *table, qlonglong id, QString field)
+{
+    if (!table)
+        return QVariant();
+    table->open(false, false);
+    const int row = table->locate(QStringLiteral("id"), id);
+    if (row < 0)
+        return QVariant();
+    const QSqlRecord record = table->getRecord(row);
+    if (!record.contains(field))
+        return QVariant();
+    return record.value(field);
+}
+
+QVariant getValueById(QDataSet *set, QString table, qlonglong id, QString field)
+{
+    if (!set)
+        return QVariant();
+    return getValueById(set->getTable(table), id, field);
+}
+
+QSqlRecord getCurrentRecord(QDataTable *table)
+{
+    if (!table)
+        return QSqlRecord();
+    return table->getViewCurrentRecord();
 }
 
 QRect bounds()
