@@ -36,17 +36,25 @@ QSqlField textField(const QString &name, const QVariant &value)
     return field;
 }
 
-// The text a value is stored as.
+// The text a value is stored as. A value that is not null is never stored
+// as NULL (which reads back as the default), also when its text is empty.
 QString storedText(const QVariant &value)
 {
+    QString text;
     switch (value.type()) {
     case QVariant::Bool:
-        return value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        text = value.toBool() ? QStringLiteral("1") : QStringLiteral("0");
+        break;
     case QVariant::ByteArray:
-        return QString::fromLatin1(value.toByteArray().toHex());
+        text = QString::fromLatin1(value.toByteArray().toHex());
+        break;
     default:
-        return value.toString();
+        text = value.toString();
+        break;
     }
+    if (text.isNull() && value.isValid() && !value.isNull())
+        text = QLatin1String("");
+    return text;
 }
 
 } // namespace

@@ -1,14 +1,23 @@
+#include "loggedinconnection.h"
+#include "pgtestdb.h"
 #include "qdataeditor.h"
+#include "qdataset.h"
+#include "qdatatable.h"
 #include "recordhelpers.h"
 #include "testmain.h"
 
+#include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSqlQuery>
+#include <QStandardItemModel>
+#include <QTableView>
 #include <QVBoxLayout>
 #include <QWindow>
+#include <memory>
 
 namespace {
 
@@ -50,6 +59,9 @@ class tst_Editor : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
     void dataEditor_buttons();
     void dataEditor_initEditor_hostsEditorUnderItsTitle();
     void dataEditor_changeThenApply_emitsOkAndResets();
@@ -61,7 +73,212 @@ private slots:
     void bounds_findsHostMainWindow_data();
     void bounds_findsHostMainWindow();
     void delayMs_keepsEventLoopRunning();
+
+    // record helpers on the database
+    void fillComboBox_rowsInModelOrder_data();
+    void fillComboBox_rowsInModelOrder();
+    void fillComboBox_rereadsTheTable();
+    void fillComboBox_failingTable_keepsOnlyFirstEntry_data();
+    void fillComboBox_failingTable_keepsOnlyFirstEntry();
+    void fillComboBox_withoutComboTableOrField_changesNothing();
+    void getValueById_table();
+    void getValueById_dataSet();
+    void getCurrentRecord_followsTheView();
+
+private:
+    QDataTable *faultTypes(QObject *parent);
+    // (id, c_name) of qms.t_fault_type in the order of its select.
+    QList<QPair<qlonglong, QString>> storedFaultTypes();
+
+    std::unique_ptr<PgTestDb> db;
+    std::unique_ptr<LoggedInConnection> connection;
 };
+
+void tst_Editor::initTestCase()
+{
+    db.reset(new PgTestDb(QStringLiteral("editor")));
+    QVERIFY2(db->isValid(), qPrintable(db->error()));
+    connection.reset(new LoggedInConnection(*db));
+    QVERIFY2(connection->isValid(), qPrintable(connection->error()));
+}
+
+void tst_Editor::cleanupTestCase()
+{
+    connection.reset();
+    db.reset();
+}
+
+QDataTable *tst_Editor::faultTypes(QObject *parent)
+{
+    auto *table = new QDataTable(QStringLiteral("t_fault_type"), connection->connection(), parent);
+    table->setScripts(QStringLiteral("FAULT_TYPE_SELECT"), QString(), QString(), QString(), false);
+    return table;
+}
+
+QList<QPair<qlonglong, QString>> tst_Editor::storedFaultTypes()
+{
+    QList<QPair<qlonglong, QString>> rows;
+    QSqlQuery query(db->directConnection());
+    if (!query.exec(QStringLiteral("SELECT id, c_name FROM qms.t_fault_type ORDER BY c_name")))
+        return rows;
+    while (query.next())
+        rows.append({query.value(0).toLongLong(), query.value(1).toString()});
+    return rows;
+}
+
+void tst_Editor::fillComboBox_rowsInModelOrder_data()
+{
+    QTest::addColumn<QString>("firstText");
+    QTest::addColumn<QVariant>("firstData");
+    QTest::newRow("without first entry") << QString() << QVariant();
+    QTest::newRow("with first entry") << QStringLiteral("Все типы") << QVariant(qlonglong(0));
+}
+
+void tst_Editor::fillComboBox_rowsInModelOrder()
+{
+    QFETCH(QString, firstText);
+    QFETCH(QVariant, firstData);
+    QObject owner;
+    QDataTable *table = faultTypes(&owner);
+    const auto expected = storedFaultTypes();
+    QVERIFY(expected.count() >= 2);
+
+    QComboBox combo;
+    combo.addItem(QStringLiteral("старый пункт"));
+    fillComboBox(&combo, table, QStringLiteral("c_name"), QStringLiteral("id"), firstText,
+                 firstData);
+    const int offset = firstText.isEmpty() ? 0 : 1;
+    QCOMPARE(combo.count(), expected.count() + offset);
+    if (offset) {
+        QCOMPARE(combo.itemText(0), firstText);
+        QCOMPARE(combo.itemData(0), firstData);
+    }
+    for (int i = 0; i < expected.count(); ++i) {
+        QCOMPARE(combo.itemText(i + offset), expected.at(i).second);
+        QCOMPARE(combo.itemData(i + offset).toLongLong(), expected.at(i).first);
+    }
+}
+
+void tst_Editor::fillComboBox_rereadsTheTable()
+{
+    QObject owner;
+    QDataTable *table = faultTypes(&owner);
+    QComboBox combo;
+    fillComboBox(&combo, table, QStringLiteral("c_name"), QStringLiteral("id"));
+    const int before = combo.count();
+    QVERIFY(db->exec(QStringLiteral("INSERT INTO qms.t_fault_type (c_name, c_sys_name, c_prefix) "
+                                    "VALUES ('ААА Новый тип', 'NEW_TYPE', 'N')")));
+    fillComboBox(&combo, table, QStringLiteral("c_name"), QStringLiteral("id"));
+    QVERIFY(db->exec(QStringLiteral("DELETE FROM qms.t_fault_type WHERE c_sys_name = 'NEW_TYPE'")));
+    QCOMPARE(combo.count(), before + 1);
+    QCOMPARE(combo.itemText(0), QStringLiteral("ААА Новый тип"));
+}
+
+void tst_Editor::fillComboBox_failingTable_keepsOnlyFirstEntry_data()
+{
+    QTest::addColumn<QString>("firstText");
+    QTest::addColumn<int>("count");
+    QTest::newRow("with first entry") << QStringLiteral("Не выбрано") << 1;
+    QTest::newRow("without first entry") << QString() << 0;
+}
+
+void tst_Editor::fillComboBox_failingTable_keepsOnlyFirstEntry()
+{
+    QFETCH(QString, firstText);
+    QFETCH(int, count);
+    QDataTable broken(QStringLiteral("t_broken"), connection->connection());
+    broken.setScripts(QStringLiteral("SELECT id, c_name FROM qms.t_no_such_table"), QString(),
+                      QString(), QString(), true);
+    QComboBox combo;
+    combo.addItems({QStringLiteral("a"), QStringLiteral("b")});
+    fillComboBox(&combo, &broken, QStringLiteral("c_name"), QStringLiteral("id"), firstText, -1);
+    QVERIFY(broken.getTableState() != 0);
+    QCOMPARE(combo.count(), count);
+    if (count)
+        QCOMPARE(combo.itemData(0), QVariant(-1));
+}
+
+void tst_Editor::fillComboBox_withoutComboTableOrField_changesNothing()
+{
+    QObject owner;
+    QDataTable *table = faultTypes(&owner);
+    QComboBox combo;
+    combo.addItem(QStringLiteral("пункт"));
+    fillComboBox(&combo, nullptr, QStringLiteral("c_name"), QStringLiteral("id"),
+                 QStringLiteral("x"));
+    fillComboBox(&combo, table, QString(), QStringLiteral("id"), QStringLiteral("x"));
+    fillComboBox(nullptr, table, QStringLiteral("c_name"), QStringLiteral("id"));
+    QCOMPARE(combo.count(), 1);
+    QCOMPARE(combo.itemText(0), QStringLiteral("пункт"));
+    QCOMPARE(table->rowCount(), 0); // never read
+}
+
+void tst_Editor::getValueById_table()
+{
+    QObject owner;
+    QDataTable *table = faultTypes(&owner);
+    const auto expected = storedFaultTypes();
+    QVERIFY(!expected.isEmpty());
+    const auto last = expected.last();
+
+    QCOMPARE(getValueById(table, last.first, QStringLiteral("c_name")).toString(), last.second);
+    QCOMPARE(getValueById(table, expected.first().first, QStringLiteral("id")).toLongLong(),
+             expected.first().first);
+    QVERIFY(!getValueById(table, -777, QStringLiteral("c_name")).isValid());
+    QVERIFY(!getValueById(table, last.first, QStringLiteral("c_no_such_field")).isValid());
+    QVERIFY(!getValueById(static_cast<QDataTable *>(nullptr), last.first, QStringLiteral("c_name"))
+                 .isValid());
+
+    // Read again on every call: a renamed type is seen at once.
+    QVERIFY(db->exec(QStringLiteral("UPDATE qms.t_fault_type SET c_name = c_name || ' (изм.)' "
+                                    "WHERE id = %1")
+                         .arg(last.first)));
+    const QString renamed = getValueById(table, last.first, QStringLiteral("c_name")).toString();
+    QVERIFY(db->exec(QStringLiteral("UPDATE qms.t_fault_type SET c_name = '%1' WHERE id = %2")
+                         .arg(last.second)
+                         .arg(last.first)));
+    QCOMPARE(renamed, last.second + QStringLiteral(" (изм.)"));
+}
+
+void tst_Editor::getValueById_dataSet()
+{
+    QDataSet set;
+    QDataTable *table = faultTypes(&set);
+    set.addTable(table);
+    const auto expected = storedFaultTypes();
+    QVERIFY(!expected.isEmpty());
+
+    QCOMPARE(getValueById(&set, QStringLiteral("t_fault_type"), expected.first().first,
+                          QStringLiteral("c_name"))
+                 .toString(),
+             expected.first().second);
+    QVERIFY(!getValueById(&set, QStringLiteral("t_fault_type"), -1, QStringLiteral("c_name"))
+                 .isValid());
+    QVERIFY(!getValueById(&set, QStringLiteral("t_unknown"), expected.first().first,
+                          QStringLiteral("c_name"))
+                 .isValid());
+    QVERIFY(!getValueById(static_cast<QDataSet *>(nullptr), QStringLiteral("t_fault_type"),
+                          expected.first().first, QStringLiteral("c_name"))
+                 .isValid());
+}
+
+void tst_Editor::getCurrentRecord_followsTheView()
+{
+    QVERIFY(getCurrentRecord(nullptr).isEmpty());
+
+    QObject owner;
+    QDataTable *table = faultTypes(&owner);
+    QTableView view;
+    table->setView(&view);
+    QVERIFY(table->open(false, false));
+    QVERIFY(table->rowCount() >= 2);
+    view.show();
+    view.setCurrentIndex(table->getModel()->index(1, 0));
+
+    const QSqlRecord record = getCurrentRecord(table);
+    QCOMPARE(record.value(QStringLiteral("id")), table->getRecord(1).value(QStringLiteral("id")));
+    QCOMPARE(record.value(QStringLiteral("c_name")), storedFaultTypes().at(1).second);
+}
 
 void tst_Editor::dataEditor_buttons()
 {

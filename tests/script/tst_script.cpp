@@ -1,14 +1,19 @@
 #include "eventregistry.h"
+#include "loggedinconnection.h"
+#include "pgtestdb.h"
 #include "qscriptguiadapter.h"
 #include "qscriptparams.h"
 #include "recordhelpers.h"
+#include "scriptbridge.h"
 #include "testmain.h"
 #include "ui_scriptform.h"
 
 #include <QAbstractButton>
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QSqlDatabase>
 #include <QSqlField>
+#include <QSqlQuery>
 #include <QSqlRecord>
 #include <QTemporaryDir>
 
@@ -74,6 +79,10 @@ private slots:
     void guiAdapter_combo();
     void guiAdapter_list();
     void guiAdapter_unknownNamesAndNoForm();
+
+    // named scripts
+    void runScript_namedScript();
+    void runScript_withoutConnection_runsNothing();
 
 private:
     eventHandlerMap *registry = nullptr;
@@ -402,6 +411,72 @@ void tst_Script::guiAdapter_unknownNamesAndNoForm()
     QVERIFY(!adapter.getComboData(QStringLiteral("cbMissing")).isValid());
     QVERIFY(!adapter.getListData(QStringLiteral("lwMissing")).isValid());
     QVERIFY(adapter.getListText(QStringLiteral("lwMissing")).isEmpty());
+}
+
+void tst_Script::runScript_namedScript()
+{
+    PgTestDb db(QStringLiteral("script"));
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    LoggedInConnection connection(db);
+    QVERIFY2(connection.isValid(), qPrintable(connection.error()));
+
+    QSqlQuery direct(db.directConnection());
+    QVERIFY(direct.exec(QStringLiteral("SELECT id, c_name FROM qms.t_fault_type ORDER BY c_name")));
+    QVERIFY(direct.next());
+
+    // On its first row at once.
+    QSqlQuery types = runScript(QStringLiteral("FAULT_TYPE_SELECT"));
+    QVERIFY(types.isActive());
+    QVERIFY(types.isValid());
+    QCOMPARE(types.value(QStringLiteral("id")), direct.value(0));
+    QCOMPARE(types.value(QStringLiteral("c_name")), direct.value(1));
+
+    // Positional values fill the placeholders in order (the user is the driver's).
+    QSqlQuery written = runScript(
+        QStringLiteral("USER_ATTR_WRITE"),
+        {QStringLiteral("Script"), QStringLiteral("last"), QStringLiteral("Отчет по браку"), 10});
+    QVERIFY(written.isActive());
+    QSqlQuery read = runScript(QStringLiteral("USER_ATTR_READ"),
+                               {QStringLiteral("Script"), QStringLiteral("last")});
+    QVERIFY(read.isValid());
+    QCOMPARE(read.value(0).toString(), QStringLiteral("Отчет по браку"));
+
+    // The caller's own query.
+    QSqlQuery own(QSqlDatabase::database(LoggedInConnection::connectionName()));
+    runScript(QStringLiteral("USER_ATTR_READ"), &own,
+              {QStringLiteral("Script"), QStringLiteral("last")});
+    QVERIFY(own.isValid());
+    QCOMPARE(own.value(1).toInt(), 10);
+    runScript(QStringLiteral("USER_ATTR_READ"), nullptr, {});
+
+    // Too few values: nothing is substituted and the statement fails.
+    QSqlQuery mismatch = runScript(QStringLiteral("USER_ATTR_READ"), {QStringLiteral("Script")});
+    QVERIFY(!mismatch.isActive());
+}
+
+void tst_Script::runScript_withoutConnection_runsNothing()
+{
+    PgTestDb db(QStringLiteral("script"));
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    LoggedInConnection connection(db);
+    QVERIFY2(connection.isValid(), qPrintable(connection.error()));
+
+    qApp->setProperty("Connection", QVariant());
+    QSqlQuery query =
+        runScript(QStringLiteral("USER_ATTR_WRITE"),
+                  {QStringLiteral("Script"), QStringLiteral("k"), QStringLiteral("v"), 10});
+    QSqlQuery own(QSqlDatabase::database(LoggedInConnection::connectionName()));
+    runScript(QStringLiteral("USER_ATTR_WRITE"), &own,
+              {QStringLiteral("Script"), QStringLiteral("k2"), QStringLiteral("v"), 10});
+    qApp->setProperty("Connection", objToVar(connection.connection()));
+    QVERIFY(!query.isActive());
+    QVERIFY(!own.isActive());
+
+    QSqlQuery count(db.directConnection());
+    QVERIFY(count.exec(
+        QStringLiteral("SELECT count(*) FROM sys.t_user_attr WHERE c_group = 'Script'")));
+    QVERIFY(count.next());
+    QCOMPARE(count.value(0).toInt(), 0);
 }
 
 REJECTS_TEST_MAIN(tst_Script)
