@@ -3,7 +3,6 @@
 #include "ui_qdataeditor.h"
 
 #include <QDialog>
-#include <QEvent>
 #include <QPushButton>
 
 QDataEditor::QDataEditor(QWidget *parent)
@@ -21,8 +20,8 @@ QDataEditor::QDataEditor(QWidget *parent)
     }
     connect(ui->bButtons, SIGNAL(accepted()), this, SLOT(OnOK()));
     connect(ui->bButtons, SIGNAL(rejected()), this, SLOT(OnCancel()));
-    connect(this, SIGNAL(doubleClicked()), this, SLOT(onDblClick()));
-    ui->lbCaption->installEventFilter(this);
+    // A double click on the caption takes the frame out of the main window.
+    connect(ui->lbCaption, SIGNAL(doubleClicked()), this, SLOT(onDblClick()));
 }
 
 QDataEditor::~QDataEditor()
@@ -73,13 +72,4 @@ void QDataEditor::OnCancel()
 void QDataEditor::onDblClick()
 {
     emit popup(this);
-}
-
-bool QDataEditor::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == ui->lbCaption && event->type() == QEvent::MouseButtonDblClick) {
-        emit doubleClicked();
-        return true;
-    }
-    return QWidget::eventFilter(watched, event);
 }

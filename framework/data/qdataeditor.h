@@ -43,11 +43,6 @@ signals:
     void ok();
     void cancel();
     void popup(QWidget *editor);
-    // A double click on the caption.
-    void doubleClicked();
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 public:
     // The form: lbCaption, scrollArea, editorLayout, bButtons.
