@@ -1,14 +1,146 @@
 #include "pgdriver.h"
 
-#include <QFile>
+#include "pgbatch.h"
+#include "pgconnectionsettings.h"
+#include "pgconnector.h"
+#include "pgcreationscript.h"
+#include "pgidentity.h"
+#include "pgliteral.h"
+#include "pgplaceholderbinder.h"
+#include "pgsession.h"
+#include "pgvalueconverter.h"
 
-// Temporary: only the creation script until the driver is written.
+#include <QSqlQuery>
+
+namespace {
+
+PgSession &session()
+{
+    return PgSession::instance();
+}
+
+const char userIdPlaceholder[] = "UserID";
+const char nullPlaceholder[] = "NULL";
+
+QString namePart(const QString &placeholder)
+{
+    QString name = placeholder.startsWith(QLatin1Char(':')) ? placeholder.mid(1) : placeholder;
+    int i = 0;
+    while (i < name.size() && (name.at(i).isLetterOrNumber() || name.at(i) == QLatin1Char('_')))
+        ++i;
+    return name.left(i);
+}
+
+QString bindSessionPlaceholders(const QString &sql)
+{
+    const QString withNulls = PgPlaceholderBinder::bind(
+        sql, QLatin1String(nullPlaceholder), QStringLiteral("NULL"), PgPlaceholderBinder::All);
+    return PgPlaceholderBinder::bind(withNulls, QLatin1String(userIdPlaceholder),
+                                     session().userIdLiteral(), PgPlaceholderBinder::All);
+}
+
+} // namespace
+
+PGDRIVER_EXPORT void Connect(QVariant &result, const QString &connectionName, bool console)
+{
+    Q_UNUSED(console)
+    const QString status =
+        PgConnector::connect(connectionName, PgConnectionSettings::fromEnvironment());
+    session().reset(connectionName);
+    result = status;
+}
+
+PGDRIVER_EXPORT QString getScript(const QString &name)
+{
+    return session().scripts().script(session().database(), name);
+}
+
+PGDRIVER_EXPORT bool canDo(const QString &right)
+{
+    return session().user().canDo(right);
+}
+
+PGDRIVER_EXPORT QVariant getSystemAttr(const QString &name)
+{
+    if (!session().isOpen())
+        return QVariant();
+    QSqlQuery q(session().database());
+    q.setForwardOnly(true);
+    if (!q.exec(QStringLiteral("SELECT c_value FROM sys.t_system_attr WHERE c_name = ") +
+                PgLiteral::text(name)) ||
+        !q.next())
+        return QVariant();
+    return q.value(0);
+}
+
+PGDRIVER_EXPORT QString bindQueryParam(const QString &sql, const QString &placeholder,
+                                       const QVariant &value)
+{
+    const QString name = namePart(placeholder);
+    if (name == QLatin1String(nullPlaceholder) && placeholder.endsWith(name))
+        return bindSessionPlaceholders(sql);
+    if (name == QLatin1String(userIdPlaceholder))
+        return PgPlaceholderBinder::bind(sql, placeholder, session().userIdLiteral(),
+                                         PgPlaceholderBinder::All);
+    return PgPlaceholderBinder::bind(sql, placeholder, PgLiteral::render(value));
+}
+
+PGDRIVER_EXPORT bool GetPanels(QPanelList &panels)
+{
+    if (!session().isOpen())
+        return false;
+    QSqlQuery q(session().database());
+    q.setForwardOnly(true);
+    if (!q.exec(QStringLiteral("SELECT c_name, c_library, c_caption, n_order FROM sys.t_panel"
+                               " ORDER BY n_order, id")))
+        return false;
+    panels.clear();
+    while (q.next()) {
+        panelData panel;
+        panel.name = q.value(0).toString();
+        panel.library = q.value(1).toString();
+        panel.caption = q.value(2).toString();
+        panel.order = q.value(3).toInt();
+        panels.append(panel);
+    }
+    return true;
+}
+
+PGDRIVER_EXPORT QVariant convert(const QVariant &value, QVariant::Type type)
+{
+    return PgValueConverter::convert(value, type);
+}
+
+PGDRIVER_EXPORT bool login(const QString &login, const QString &password)
+{
+    return session().user().login(session().database(), login, password);
+}
+
+PGDRIVER_EXPORT bool batchExec(const QString &script, QPlainTextEdit *log,
+                               QList<QSqlQuery> *results)
+{
+    return PgBatch::exec(session().database(), script, log, results);
+}
+
+PGDRIVER_EXPORT QVariant resultExecSQL(const QString &scriptName, const QString &unused)
+{
+    Q_UNUSED(unused)
+    const QString script = getScript(scriptName);
+    if (script.trimmed().isEmpty())
+        return QVariant();
+    QSqlQuery q(session().database());
+    q.setForwardOnly(true);
+    if (!q.exec(bindSessionPlaceholders(script)) || !q.next())
+        return QVariant();
+    return q.value(0);
+}
+
+PGDRIVER_EXPORT void scopeIdentity(const QString &table, QSqlQuery *query)
+{
+    PgIdentity::select(session().database(), table, query);
+}
+
 PGDRIVER_EXPORT void getStart(QString &script)
 {
-    script.clear();
-    for (const char *part : {":/db/schema.sql", ":/db/scripts.sql", ":/db/init.sql"}) {
-        QFile f{QString::fromLatin1(part)};
-        if (f.open(QIODevice::ReadOnly))
-            script += QString::fromUtf8(f.readAll()) + QLatin1Char('\n');
-    }
+    script = PgCreationScript::text();
 }
