@@ -84,6 +84,8 @@ private slots:
     void bindQueryParam_findsOnlyWholePlaceholdersInCode();
     void login_checksPasswordsAndRights();
     void userId_boundInPrePassAndByName();
+    void userId_createsTaskAsLoggedInUser();
+    void connect_missingDatabaseWithoutCreateRight_isAnError();
     void scriptsAttributesAndPanels();
     void batchExec_splitsSafelyAndIsAllOrNothing();
     void scopeIdentity_returnsNewKey();
@@ -575,22 +577,18 @@ void TestDriver::login_checksPasswordsAndRights()
         QVERIFY(m_canDo(QStringLiteral("REJECT_SOLUTION")));
     }
 
-    // The demo users, when the demo data provides them.
-    QSqlQuery demo(m_demo->directConnection());
-    QVERIFY(demo.exec(QStringLiteral("SELECT count(*) FROM sys.t_user WHERE c_login IN "
-                                     "('kuznetsova', 'guest')")));
-    QVERIFY(demo.next());
-    if (demo.value(0).toInt() == 2) {
-        QVERIFY(m_login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova")));
-        for (const char *right :
-             {"REJECT_SOLUTION", "FAIL_CODE_CREATE", "TASK_CREATOR", "ADMIN_MANUFACTURE"})
-            QVERIFY2(m_canDo(QLatin1String(right)), right);
-        QVERIFY(m_login(QStringLiteral("guest"), QStringLiteral("guest")));
-        for (const char *right :
-             {"REJECT_SOLUTION", "FAIL_CODE_CREATE", "TASK_CREATOR", "ADMIN_MANUFACTURE"})
-            QVERIFY2(!m_canDo(QLatin1String(right)), right);
-        QVERIFY(!m_login(QStringLiteral("guest"), QStringLiteral("kuznetsova")));
-    }
+    // The demo users: one holds every right, the guest none.
+    QVERIFY(m_login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova")));
+    for (const char *right : {"REJECT_SOLUTION", "FAIL_CODE_CREATE", "TASK_CREATOR",
+                              "ADMIN_MANUFACTURE", "TASK_EXECUTOR"})
+        QVERIFY2(m_canDo(QLatin1String(right)), right);
+    QVERIFY(!m_canDo(QStringLiteral("NO_SUCH_RIGHT")));
+    QVERIFY(m_login(QStringLiteral("guest"), QStringLiteral("guest")));
+    for (const char *right : {"REJECT_SOLUTION", "FAIL_CODE_CREATE", "TASK_CREATOR",
+                              "ADMIN_MANUFACTURE", "TASK_EXECUTOR"})
+        QVERIFY2(!m_canDo(QLatin1String(right)), right);
+    QVERIFY(!m_login(QStringLiteral("guest"), QStringLiteral("kuznetsova")));
+    QVERIFY(!m_login(QStringLiteral("Guest"), QStringLiteral("guest")));
 }
 
 void TestDriver::userId_boundInPrePassAndByName()
@@ -638,6 +636,67 @@ void TestDriver::userId_boundInPrePassAndByName()
     QCOMPARE(q.value(6).toBool(), false);
     QCOMPARE(q.value(7).toBool(), true);
     QVERIFY(q.value(8).isNull());
+}
+
+void TestDriver::userId_createsTaskAsLoggedInUser()
+{
+    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QVERIFY(m_login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova")));
+    QString text =
+        m_bind(QStringLiteral("SELECT id FROM task.t_scheduler_insert(:UserID, :id_user, "
+                              ":n_number, :c_name, :c_description, :n_due, "
+                              ":b_is_complete, :b_is_del) "),
+               QStringLiteral("NULL"), QVariant(QStringLiteral("NULL")));
+    QSqlQuery guest(m_demo->directConnection());
+    QVERIFY(guest.exec(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = 'guest'")));
+    QVERIFY(guest.next());
+    const QVariantList values{guest.value(0),
+                              QVariant(QVariant::LongLong),
+                              QVariant(QStringLiteral("Проверить пайку; 'срочно'")),
+                              QVariant(QStringLiteral("Описание -- с \\ и $$")),
+                              QVariant(QVariant::Int),
+                              QVariant(false),
+                              QVariant(false)};
+    const QStringList places = placeholdersOf(text);
+    QCOMPARE(places.size(), values.size());
+    for (int i = 0; i < places.size(); ++i)
+        text = m_bind(text, places.at(i), values.at(i));
+    QSqlQuery q(driverDb());
+    QVERIFY2(q.exec(text) && q.next(), qPrintable(q.lastError().text()));
+
+    QSqlQuery check(m_demo->directConnection());
+    QVERIFY(check.exec(QStringLiteral("SELECT u.c_login, t.id_user, t.c_name, t.c_description "
+                                      "FROM task.t_scheduler t JOIN sys.t_user u "
+                                      "ON u.id = t.id_creator WHERE t.id = %1")
+                           .arg(q.value(0).toLongLong())));
+    QVERIFY(check.next());
+    QCOMPARE(check.value(0).toString(), QStringLiteral("kuznetsova"));
+    QCOMPARE(check.value(1), guest.value(0));
+    QCOMPARE(check.value(2).toString(), values.at(2).toString());
+    QCOMPARE(check.value(3).toString(), values.at(3).toString());
+}
+
+void TestDriver::connect_missingDatabaseWithoutCreateRight_isAnError()
+{
+    QVERIFY(
+        m_demo->exec(QStringLiteral("DO $$ BEGIN CREATE ROLE driver_no_createdb LOGIN NOCREATEDB; "
+                                    "EXCEPTION WHEN duplicate_object THEN NULL; END $$")));
+    const QString missing =
+        QStringLiteral("driver_never_") + QUuid::createUuid().toString(QUuid::Id128).left(8);
+    QString status;
+    {
+        EnvironmentScope env;
+        env.set("PGUSER", "driver_no_createdb");
+        env.set("PGDATABASE", missing.toUtf8());
+        QVariant result;
+        m_connect(result, QLatin1String(connectionName), true);
+        status = result.toString();
+    }
+    QVERIFY2(status.contains(missing) && status.contains(QStringLiteral("cannot be created")),
+             qPrintable(status));
+    QVERIFY(!driverDb().isOpen());
+    QVERIFY(m_getScript(QStringLiteral("FAULT_CODE_SELECT")).isEmpty());
+    QVERIFY(!m_login(QString(), QStringLiteral("admin")));
 }
 
 void TestDriver::scriptsAttributesAndPanels()
