@@ -120,17 +120,45 @@ QStringList PgSqlLexer::splitStatements(const QString &script)
     const int n = script.size();
     int start = 0;
     int i = 0;
+    // A routine written with a BEGIN ATOMIC ... END body holds semicolons of
+    // its own: inside CREATE FUNCTION/PROCEDURE, BEGIN and CASE open a block
+    // that END closes, and only a semicolon outside every block ends it.
+    bool firstWord = true;
+    bool create = false;
+    bool routine = false;
+    int depth = 0;
     while (i < n) {
         const int skipped = skipNonCode(script, i);
         if (skipped != i) {
             i = skipped;
             continue;
         }
-        if (script.at(i) == QLatin1Char(';')) {
+        const QChar c = script.at(i);
+        if (c.isLetter() || c == QLatin1Char('_')) {
+            int end = i + 1;
+            while (end < n && isIdentifierChar(script.at(end)))
+                ++end;
+            const QString word = script.mid(i, end - i).toUpper();
+            if (firstWord)
+                create = word == QLatin1String("CREATE");
+            else if (create &&
+                     (word == QLatin1String("FUNCTION") || word == QLatin1String("PROCEDURE")))
+                routine = true;
+            else if (routine && (word == QLatin1String("BEGIN") || word == QLatin1String("CASE")))
+                ++depth;
+            else if (routine && word == QLatin1String("END") && depth > 0)
+                --depth;
+            firstWord = false;
+            i = end;
+            continue;
+        }
+        if (c == QLatin1Char(';') && depth == 0) {
             const QString piece = script.mid(start, i - start);
             if (!isBlank(piece))
                 statements << piece.trimmed();
             start = i + 1;
+            firstWord = true;
+            create = routine = false;
         }
         ++i;
     }

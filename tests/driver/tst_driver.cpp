@@ -753,14 +753,16 @@ void TestDriver::batchExec_splitsSafelyAndIsAllOrNothing()
         "INSERT INTO public.t_batch VALUES ('a;b'), (E'c\\';d'), ($q$e;f$q$);\n"
         "CREATE FUNCTION public.f_batch() RETURNS int LANGUAGE plpgsql AS $$\n"
         "BEGIN\n  PERFORM 1; RETURN (SELECT count(*) FROM public.t_batch);\nEND;\n$$;\n"
-        "SELECT public.f_batch()");
+        "CREATE FUNCTION public.f_atomic(x int) RETURNS text LANGUAGE sql\n"
+        "BEGIN ATOMIC\n  SELECT 1;\n  SELECT CASE WHEN x > 0 THEN 'plus;' ELSE 'minus' END;\nEND;\n"
+        "SELECT public.f_batch() + length(public.f_atomic(1))");
     QPlainTextEdit log;
     QList<QSqlQuery> results;
     QVERIFY2(m_batchExec(good, &log, &results), qPrintable(log.toPlainText()));
-    QCOMPARE(results.size(), 4);
+    QCOMPARE(results.size(), 5);
     QVERIFY(results.last().isSelect());
     QVERIFY(results.last().first());
-    QCOMPARE(results.last().value(0).toInt(), 3);
+    QCOMPARE(results.last().value(0).toInt(), 3 + 5);
     QCOMPARE(scalar(QStringLiteral("SELECT string_agg(c, '|' ORDER BY c) FROM public.t_batch"))
                  .toString(),
              QStringLiteral("a;b|c';d|e;f"));
