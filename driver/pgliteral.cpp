@@ -133,19 +133,22 @@ QString PgLiteral::dateTime(const QDateTime &value)
 {
     if (!value.isValid())
         return QLatin1String(nullLiteral);
-    const int offset = value.offsetFromUtc();
+    // Local wall-clock time, as QPSQL reads timestamps back, with its offset so
+    // that timestamptz columns get the same instant.
+    const QDateTime local = value.toLocalTime();
+    const int offset = local.offsetFromUtc();
     const int minutes = std::abs(offset) / 60;
     const QString zone = QStringLiteral("%1%2:%3")
                              .arg(offset < 0 ? QLatin1Char('-') : QLatin1Char('+'))
                              .arg(minutes / 60, 2, 10, QLatin1Char('0'))
                              .arg(minutes % 60, 2, 10, QLatin1Char('0'));
-    QString d = datePart(value.date());
+    QString d = datePart(local.date());
     QString era;
     if (d.endsWith(QLatin1String(" BC"))) {
         d.chop(3);
         era = QStringLiteral(" BC");
     }
-    return quoted(d + QLatin1Char(' ') + value.time().toString(QStringLiteral("HH:mm:ss.zzz")) +
+    return quoted(d + QLatin1Char(' ') + local.time().toString(QStringLiteral("HH:mm:ss.zzz")) +
                   zone + era);
 }
 

@@ -18,7 +18,8 @@
 //   convertible to text)         character becomes \000, which the server rejects
 //   byte array                   CAST(E'\\x0aff' AS bytea)
 //   date                         '2026-11-21'            (year ≤ 0 as '0044-03-15 BC')
-//   date and time                '2026-11-21 13:45:12.345+03:00'   (ms and UTC offset)
+//   date and time                '2026-11-21 13:45:12.345+03:00'   local time with ms and
+//                                its UTC offset (a UTC QDateTime is turned to local first)
 //   time                         '13:45:12.345'
 class PgLiteral
 {

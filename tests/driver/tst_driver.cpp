@@ -14,6 +14,7 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 
 namespace {
 
@@ -115,6 +116,9 @@ private:
 
 void TestDriver::initTestCase()
 {
+    // Local time away from UTC, so that time zone slips show (UTC+5, no DST).
+    qputenv("TZ", "YEKT-5");
+    tzset();
     m_library.setFileName(PgTestDb::driverPath());
     QVERIFY2(m_library.load(), qPrintable(m_library.errorString()));
     m_connect = reinterpret_cast<PgConnectFn>(m_library.resolve("Connect"));
@@ -341,6 +345,13 @@ void TestDriver::bindQueryParam_valuesRoundTrip_data()
                                          QDateTime(QDate(2026, 11, 21), QTime(13, 45, 12, 345)));
     QTest::newRow("date-time midnight")
         << "d_stamp" << QVariant(QDateTime(QDate(2000, 2, 29), QTime(0, 0, 0, 1)));
+    QTest::newRow("date-time UTC")
+        << "d_stamp" << QVariant(QDateTime(QDate(2026, 3, 1), QTime(22, 30, 0, 5), Qt::UTC));
+    QTest::newRow("date-time with offset")
+        << "d_stamp"
+        << QVariant(QDateTime(QDate(2026, 3, 1), QTime(1, 2, 3, 4), Qt::OffsetFromUTC, -7 * 3600));
+    QTest::newRow("date-time UTC into timestamptz")
+        << "d_stamptz" << QVariant(QDateTime(QDate(2026, 3, 1), QTime(22, 30, 0, 5), Qt::UTC));
     QTest::newRow("null date-time") << "d_stamp" << QVariant(QVariant::DateTime);
     QTest::newRow("time ms") << "t_time" << QVariant(QTime(23, 59, 59, 999));
     QTest::newRow("null time") << "t_time" << QVariant(QVariant::Time);
@@ -355,7 +366,7 @@ void TestDriver::bindQueryParam_valuesRoundTrip()
     QVERIFY(m_demo->exec(QStringLiteral(
         "CREATE TABLE IF NOT EXISTS public.t_bind (id bigserial PRIMARY KEY, c_text text, "
         "bl_data bytea, n_double double precision, n_numeric numeric, n_bigint bigint, "
-        "b_flag boolean, d_date date, d_stamp timestamp, t_time time)")));
+        "b_flag boolean, d_date date, d_stamp timestamp, d_stamptz timestamptz, t_time time)")));
 
     // Parentheses, commas and a trailing blank as in the system's scripts.
     const QString sql = m_bind(
