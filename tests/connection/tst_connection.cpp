@@ -89,12 +89,6 @@ QString readAll(const QString &path)
     return QString::fromLocal8Bit(f.readAll());
 }
 
-bool driverReady()
-{
-    QLibrary lib(PgTestDb::driverPath());
-    return lib.resolve("Connect") && lib.resolve("bindQueryParam") && lib.resolve("login");
-}
-
 // Standard input read from a file for the duration of a test.
 class StdinFromText
 {
@@ -123,12 +117,6 @@ private:
 };
 
 } // namespace
-
-#define REQUIRE_DRIVER()                                                                           \
-    do {                                                                                           \
-        if (!driverReady())                                                                        \
-            QSKIP("the driver library does not offer its entry points yet");                       \
-    } while (false)
 
 class TestConnection : public QObject
 {
@@ -256,7 +244,6 @@ void TestConnection::positionalPlaceholders_data()
 
 void TestConnection::positionalPlaceholders()
 {
-    REQUIRE_DRIVER();
     QFETCH(QString, sql);
     QFETCH(QVariantList, values);
     QFETCH(bool, substituted);
@@ -307,7 +294,6 @@ void TestConnection::recordPlaceholders_data()
 
 void TestConnection::recordPlaceholders()
 {
-    REQUIRE_DRIVER();
     QFETCH(QString, sql);
     QFETCH(QVariantMap, fields);
     QFETCH(QVariantList, row);
@@ -330,7 +316,6 @@ void TestConnection::recordPlaceholders()
 
 void TestConnection::recordQueryForm_runsOnMainDatabase()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -345,7 +330,6 @@ void TestConnection::recordQueryForm_runsOnMainDatabase()
 
 void TestConnection::trace_unwritablePathStillExecutes()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -363,7 +347,6 @@ void TestConnection::trace_unwritablePathStillExecutes()
 
 void TestConnection::trace_appendsEachStatement()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -385,7 +368,6 @@ void TestConnection::trace_appendsEachStatement()
 
 void TestConnection::failedStatement_leavesFailedQueryAndWarns()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -416,7 +398,6 @@ void TestConnection::failedStatement_boxOnlyInDebugWithGui_data()
 
 void TestConnection::failedStatement_boxOnlyInDebugWithGui()
 {
-    REQUIRE_DRIVER();
     QFETCH(QVariant, debugDB);
     QFETCH(QVariant, noGui);
     QFETCH(bool, box);
@@ -439,7 +420,6 @@ void TestConnection::failedStatement_boxOnlyInDebugWithGui()
 
 void TestConnection::notConnected_runsNothing()
 {
-    REQUIRE_DRIVER();
     QLibrary driver(PgTestDb::driverPath());
     QSqlConnection connection(&driver); // bound, never connected
     QVERIFY(!connection.isConnected());
@@ -463,7 +443,6 @@ void TestConnection::login_setsProperties_data()
 
 void TestConnection::login_setsProperties()
 {
-    REQUIRE_DRIVER();
     QFETCH(QString, login);
     QFETCH(QString, password);
     const PgTestDb &db = *m_db;
@@ -483,7 +462,6 @@ void TestConnection::login_setsProperties()
 
 void TestConnection::login_wrongPasswordChangesNothing()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -511,7 +489,6 @@ void TestConnection::connect_invalidDatabaseConsole_data()
 
 void TestConnection::connect_invalidDatabaseConsole()
 {
-    REQUIRE_DRIVER();
     QFETCH(QByteArray, input);
     QFETCH(bool, created);
     QFETCH(QByteArray, rest);
@@ -550,7 +527,6 @@ void TestConnection::connect_invalidDatabaseGui_data()
 
 void TestConnection::connect_invalidDatabaseGui()
 {
-    REQUIRE_DRIVER();
     QFETCH(int, answer);
     QFETCH(bool, created);
     PgTestDb db(QStringLiteral("tst_conn_empty"), PgTestDb::Empty);
@@ -570,7 +546,6 @@ void TestConnection::connect_invalidDatabaseGui()
 
 void TestConnection::userId_boundForLoggedInUser()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -604,7 +579,6 @@ void TestConnection::connect_loginErrorSilent_data()
 
 void TestConnection::connect_loginErrorSilent()
 {
-    REQUIRE_DRIVER();
     QFETCH(bool, console);
     const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
@@ -637,7 +611,6 @@ void TestConnection::connect_serverUnreachable_data()
 
 void TestConnection::connect_serverUnreachable()
 {
-    REQUIRE_DRIVER();
     QFETCH(bool, console);
     QTemporaryDir nowhere; // no server listens here
     const QByteArray host = qgetenv("PGHOST");
@@ -663,7 +636,6 @@ void TestConnection::connect_serverUnreachable()
 
 void TestConnection::driverForwards()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -702,7 +674,6 @@ void TestConnection::driverForwards()
 
 void TestConnection::remakeConnection_connectsAgain()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
@@ -718,7 +689,6 @@ void TestConnection::remakeConnection_connectsAgain()
 
 void TestConnection::convertRecord_followsColumns()
 {
-    REQUIRE_DRIVER();
     const PgTestDb &db = *m_db;
     LoggedInConnection conn(db);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));

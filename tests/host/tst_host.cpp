@@ -7,12 +7,6 @@
 
 namespace {
 
-bool driverReady()
-{
-    QLibrary lib(PgTestDb::driverPath());
-    return lib.resolve("Connect") && lib.resolve("login") && lib.resolve("GetPanels");
-}
-
 // One run of build/bin/rejects-host on the offscreen platform.
 struct HostRun
 {
@@ -55,12 +49,6 @@ enum ModuleFile { NoFile, OtherLibrary, TextFile };
 
 } // namespace
 
-#define REQUIRE_DRIVER()                                                                           \
-    do {                                                                                           \
-        if (!driverReady())                                                                        \
-            QSKIP("the driver library does not offer its entry points yet");                       \
-    } while (false)
-
 class TestHost : public QObject
 {
     Q_OBJECT
@@ -99,7 +87,6 @@ void TestHost::check_windowUpWithModule_data()
 
 void TestHost::check_windowUpWithModule()
 {
-    REQUIRE_DRIVER();
     QFETCH(QStringList, arguments);
     const PgTestDb &db = *m_db;
     QVERIFY2(db.isValid(), qPrintable(db.error()));
@@ -123,7 +110,6 @@ void TestHost::refusedLogin_clearMessageAndCode_data()
 
 void TestHost::refusedLogin_clearMessageAndCode()
 {
-    REQUIRE_DRIVER();
     QFETCH(QString, user);
     QFETCH(QString, password);
     const PgTestDb &db = *m_db;
@@ -164,7 +150,6 @@ void TestHost::brokenModules_areSkipped_data()
 
 void TestHost::brokenModules_areSkipped()
 {
-    REQUIRE_DRIVER();
     QFETCH(int, module);
     QFETCH(QString, message);
     const PgTestDb &db = *m_db;
@@ -192,7 +177,6 @@ void TestHost::brokenModules_areSkipped()
 
 void TestHost::emptyDatabase_createdFromConsole()
 {
-    REQUIRE_DRIVER();
     PgTestDb db(QStringLiteral("tst_host_empty"), PgTestDb::Empty);
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     const QStringList arguments{QStringLiteral("--check"),    QStringLiteral("--no-gui"),
