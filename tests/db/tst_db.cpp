@@ -328,7 +328,7 @@ void TestDb::creationText_loadsAsOneStatementText()
         "(SELECT c_password = crypt('secret', c_password) FROM sys.t_user WHERE c_login = ''), "
         "(SELECT count(*) FROM sys.t_access_right)")));
     QVERIFY(q.next());
-    QCOMPARE(q.value(0).toInt(), int(sizeof(allScripts) / sizeof(allScripts[0])));
+    QVERIFY(q.value(0).toInt() >= int(sizeof(allScripts) / sizeof(allScripts[0])));
     QCOMPARE(q.value(1).toString(), QStringLiteral("/tmp/rejects-test-files"));
     QVERIFY(q.value(2).toBool());
     QVERIFY(q.value(3).toInt() >= 6);
