@@ -590,11 +590,16 @@ LANGUAGE sql AS $$
 $$;
 
 -- The content of a stored file kept in the database; null when unknown.
+-- The flag names the store looked at first (help documents or files); the
+-- other one is asked when the first does not hold the name (the appeal view
+-- fetches attached pictures with the flag set).
 CREATE FUNCTION lrg.bl_get_file(p_file text, p_help boolean) RETURNS bytea
 LANGUAGE sql STABLE AS $$
   SELECT CASE WHEN coalesce(p_help, false)
-              THEN (SELECT bl_file FROM lrg.t_file_help WHERE c_file = p_file)
-              ELSE (SELECT bl_file FROM lrg.t_file WHERE c_file = p_file)
+              THEN coalesce((SELECT bl_file FROM lrg.t_file_help WHERE c_file = p_file),
+                            (SELECT bl_file FROM lrg.t_file WHERE c_file = p_file))
+              ELSE coalesce((SELECT bl_file FROM lrg.t_file WHERE c_file = p_file),
+                            (SELECT bl_file FROM lrg.t_file_help WHERE c_file = p_file))
          END
 $$;
 
