@@ -1,27 +1,53 @@
 #include "rejectdecoration.h"
 
+#include "qdatatable.h"
+
 #include <QDateTime>
 #include <QIcon>
 #include <QLocale>
 
-void decorateRejectCell(int colNum, QVariant *data, QCellData *cData, const QSqlRecord *record,
-                        const QFont &viewFont)
+namespace {
+
+const QString solutionField = QStringLiteral("c_solution");
+const QString rejectField = QStringLiteral("b_reject");
+const QString reactionField = QStringLiteral("b_reaction");
+
+} // namespace
+
+void RejectDecoration::setTable(const QDataTable *table)
+{
+    const infoList &columns = table->getColumns();
+    m_solution = columns.indexOf(solutionField);
+    m_reject = columns.indexOf(rejectField);
+    m_reaction = columns.indexOf(reactionField);
+}
+
+// The record of a row has one field per column, in column order; a record of
+// another shape is read by name.
+QVariant RejectDecoration::field(const QSqlRecord *record, int position, const QString &name) const
+{
+    if (position >= 0 && position < record->count() && record->fieldName(position) == name)
+        return record->value(position);
+    return record->value(name);
+}
+
+void RejectDecoration::decorate(int colNum, QVariant *data, QCellData *cData,
+                                const QSqlRecord *record, const QFont &viewFont) const
 {
     if (!cData || !record)
         return;
-    static const QString solution = QStringLiteral("c_solution");
-    static const QString reject = QStringLiteral("b_reject");
-    static const QString reaction = QStringLiteral("b_reaction");
-    if (!record->value(solution).toString().isEmpty()) {
-        cData->background = QBrush(Qt::gray);
-        cData->foreground = QBrush(Qt::white);
-    }
-    if (record->value(reject).toBool()) {
-        cData->background = QBrush(Qt::red);
-        cData->foreground = QBrush(Qt::white);
+    static const QBrush gray(Qt::gray);
+    static const QBrush red(Qt::red);
+    static const QBrush white(Qt::white);
+    if (field(record, m_reject, rejectField).toBool()) {
+        cData->background = red;
+        cData->foreground = white;
+    } else if (!field(record, m_solution, solutionField).toString().isEmpty()) {
+        cData->background = gray;
+        cData->foreground = white;
     }
     // Other cells keep the view's own font, which is what they show anyway.
-    if (record->value(reaction).toBool()) {
+    if (field(record, m_reaction, reactionField).toBool()) {
         cData->font = viewFont;
         cData->font.setWeight(QFont::Bold);
         cData->font.setItalic(true);
@@ -40,10 +66,12 @@ void decorateRejectCell(int colNum, QVariant *data, QCellData *cData, const QSql
         *data = cData->text;
         break;
     }
-    case 2:
-        cData->text = QLocale::system().toString(data->toDateTime(), QLocale::ShortFormat);
+    case 2: {
+        static const QLocale locale = QLocale::system();
+        cData->text = locale.toString(data->toDateTime(), QLocale::ShortFormat);
         *data = cData->text;
         break;
+    }
     case 12:
         cData->text = data->toBool() ? QStringLiteral("Забракован") : QString();
         *data = cData->text;

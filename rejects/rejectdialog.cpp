@@ -10,6 +10,7 @@
 #include <QIcon>
 #include <QLocale>
 #include <QScopedPointer>
+#include <QStandardItemModel>
 
 namespace {
 
@@ -81,7 +82,9 @@ RejectDialog::RejectDialog(QWidget *parent)
     // drawn once, already decorated.
     connect(m_table, SIGNAL(getDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)), this,
             SLOT(onGetDispInfo(int, QVariant *, QCellData *, QSqlRecord *)));
+    m_decoration.setTable(m_table);
     m_table->setView(ui->tvRejects);
+    m_table->getModel()->setSortRole(QDataTable::CurrentRole);
     m_table->open(false, false);
 
     ui->cbStage->addItem(allItems);
@@ -141,5 +144,5 @@ void RejectDialog::applyFilters()
 
 void RejectDialog::onGetDispInfo(int colNum, QVariant *data, QCellData *cData, QSqlRecord *record)
 {
-    decorateRejectCell(colNum, data, cData, record, ui->tvRejects->font());
+    m_decoration.decorate(colNum, data, cData, record, ui->tvRejects->font());
 }

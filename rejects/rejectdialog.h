@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qdatatable.h"
+#include "rejectdecoration.h"
 #include "rejects_global.h"
 
 #include <QDialog>
@@ -36,5 +37,6 @@ public slots:
 
 private:
     QDataTable *m_table = nullptr;
+    RejectDecoration m_decoration;
     Ui::RejectDialog *ui = nullptr;
 };

@@ -60,7 +60,11 @@ RejectsView::RejectsView(QDataSet *dataSet, QWidget *parent)
 
     m_table = m_dataSet ? m_dataSet->getTable(QStringLiteral("t_process_exam")) : nullptr;
     if (m_table) {
+        m_decoration.setTable(m_table);
         m_table->setView(ui->tvRejects);
+        // Sorting by the values, not by the texts shown (the date column shows
+        // the locale's text, the picture column nothing).
+        m_table->getModel()->setSortRole(QDataTable::CurrentRole);
         connect(m_table, SIGNAL(getDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)), this,
                 SLOT(onGetDispInfo(int, QVariant *, QCellData *, QSqlRecord *)));
         connect(ui->tvRejects->selectionModel(),
@@ -264,7 +268,7 @@ void RejectsView::updateButtons()
 
 void RejectsView::onGetDispInfo(int colNum, QVariant *data, QCellData *cData, QSqlRecord *record)
 {
-    decorateRejectCell(colNum, data, cData, record, ui->tvRejects->font());
+    m_decoration.decorate(colNum, data, cData, record, ui->tvRejects->font());
 }
 
 void RejectsView::on_acNew_triggered()

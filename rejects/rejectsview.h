@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qdatatable.h"
+#include "rejectdecoration.h"
 #include "rejects_global.h"
 
 #include <QList>
@@ -72,6 +73,7 @@ private:
 
     QDataSet *m_dataSet = nullptr;
     QDataTable *m_table = nullptr;
+    RejectDecoration m_decoration;
     qint64 m_cutId = -1;
     QString m_searchText;
     // The filter values last handed to the table (field -> value).

@@ -66,6 +66,7 @@ private slots:
     void productTree_selectsProductFilter();
     void productTree_recursiveListHasAnalogs();
     void task_createsTaskAndReportsIt();
+    void sort_byDateValueNotText();
 
 private:
     QAction *action(const QString &name) const;
@@ -747,6 +748,25 @@ void TestList::task_createsTaskAndReportsIt()
         dbValue(QStringLiteral("SELECT max(id) FROM task.t_scheduler")).toLongLong();
     QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks + 1);
     QCOMPARE(m_boxText, QStringLiteral("Задача|Задача №%1 успешно создана").arg(newTask));
+}
+
+void TestList::sort_byDateValueNotText()
+{
+    tableView()->sortByColumn(2, Qt::AscendingOrder);
+    QDateTime previous;
+    for (int row = 0; row < m_table->rowCount(); ++row) {
+        const QDateTime created = m_table->getField(QStringLiteral("d_create"), row).toDateTime();
+        QVERIFY(!previous.isValid() || previous <= created);
+        previous = created;
+    }
+    // The picture column sorts by the count, though it shows no text.
+    tableView()->sortByColumn(1, Qt::DescendingOrder);
+    QVERIFY(m_table->getField(QStringLiteral("n_pics"), 0).toInt() > 0);
+    QCOMPARE(m_table->getField(QStringLiteral("n_pics"), m_table->rowCount() - 1).toInt(), 0);
+    // The row identities survive: a defect is still found and decorated.
+    const qint64 rejected = dbIds(QStringLiteral("b_reject")).value(0);
+    QCOMPARE(m_table->getModel()->item(rowOf(rejected), 9)->background().color(), QColor(Qt::red));
+    tableView()->sortByColumn(2, Qt::DescendingOrder);
 }
 
 REJECTS_TEST_MAIN(TestList)
