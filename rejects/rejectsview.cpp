@@ -91,7 +91,7 @@ QList<QAction *> RejectsView::toolBarActions()
 
 QSqlRecord RejectsView::currentRecord() const
 {
-    return m_table ? m_table->getViewCurrentRecord() : QSqlRecord();
+    return getCurrentRecord(m_table);
 }
 
 void RejectsView::makeCurrent(int row)
