@@ -15,7 +15,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLibrary>
 #include <QLocale>
 #include <QMessageBox>
 #include <QProcess>
@@ -29,16 +28,6 @@
 #include <QTreeWidget>
 
 extern "C" QDataSet *getDocument(QObject *parent);
-
-namespace {
-
-bool driverReady()
-{
-    QLibrary driver(PgTestDb::driverPath());
-    return driver.load() && driver.resolve("Connect") && driver.resolve("bindQueryParam");
-}
-
-} // namespace
 
 // The defect list on the demo register: buttons, filters and search, merge,
 // delete, the spreadsheet export and the product tree.
@@ -92,8 +81,6 @@ private:
 
 void TestList::initTestCase()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     m_db.reset(new PgTestDb(QStringLiteral("list")));
     QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
     m_connection.reset(new LoggedInConnection(*m_db));

@@ -6,21 +6,10 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QLibrary>
 #include <QPushButton>
 #include <QSqlQuery>
 #include <QStandardItemModel>
 #include <QTableView>
-
-namespace {
-
-bool driverReady()
-{
-    QLibrary driver(PgTestDb::driverPath());
-    return driver.load() && driver.resolve("Connect") && driver.resolve("bindQueryParam");
-}
-
-} // namespace
 
 // The defects dialog that other modules open, and its existence check.
 class TestRejectDialog : public QObject
@@ -49,8 +38,6 @@ private:
 
 void TestRejectDialog::initTestCase()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     m_db.reset(new PgTestDb(QStringLiteral("rejectdialog")));
     QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
     m_connection.reset(new LoggedInConnection(*m_db));
