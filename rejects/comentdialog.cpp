@@ -1,10 +1,9 @@
 #include "comentdialog.h"
 
-#include "ui_comentdialog.h"
-
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
 #include "taskdialog.h"
+#include "ui_comentdialog.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -49,8 +48,7 @@ void ComentDialog::setTaskId(qint64 id, const QString &text)
 
 void ComentDialog::on_teComent_textChanged()
 {
-    ui->buttonBox->button(QDialogButtonBox::Ok)
-        ->setEnabled(!ui->teComent->toPlainText().isEmpty());
+    ui->buttonBox->button(QDialogButtonBox::Ok)->setEnabled(!ui->teComent->toPlainText().isEmpty());
 }
 
 void ComentDialog::on_chkCorrection_toggled(bool checked)

@@ -1,13 +1,12 @@
 #include "faultcodedialog.h"
 
-#include "ui_faultcodedialog.h"
-
 #include "faultcodeeditdialog.h"
 #include "faulttypedialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "ui_faultcodedialog.h"
 
 #include <QCoreApplication>
 #include <QEvent>

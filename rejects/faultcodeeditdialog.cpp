@@ -1,10 +1,9 @@
 #include "faultcodeeditdialog.h"
 
-#include "ui_faultcodeeditdialog.h"
-
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "ui_faultcodeeditdialog.h"
 
 #include <QCoreApplication>
 #include <QEvent>

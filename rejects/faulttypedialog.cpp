@@ -1,11 +1,10 @@
 #include "faulttypedialog.h"
 
-#include "ui_faulttypedialog.h"
-
 #include "qdatatable.h"
 #include "qinputdialogex.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "ui_faulttypedialog.h"
 
 #include <QCoreApplication>
 #include <QEvent>

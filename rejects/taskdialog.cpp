@@ -1,10 +1,9 @@
 #include "taskdialog.h"
 
-#include "ui_taskdialog.h"
-
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "ui_taskdialog.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -77,10 +76,9 @@ void TaskDialog::accept()
     }
 
     // :UserID, the creator, is the logged-in user and is bound by the connection.
-    const QList<QVariant> values{executor,         QVariant(),
-                                 task(),           ui->teDescr->toPlainText(),
-                                 QVariant(),       QVariant(false),
-                                 QVariant(false)};
+    const QList<QVariant> values{
+        executor,   QVariant(),      task(),         ui->teDescr->toPlainText(),
+        QVariant(), QVariant(false), QVariant(false)};
     QSqlQuery query = connection->execScript(
         QStringLiteral("SELECT id FROM task.t_scheduler_insert(:UserID, :id_user, :n_number, "
                        ":c_name, :c_description, :n_due, :b_is_complete, :b_is_del) "),
