@@ -19,9 +19,14 @@ ModalResponder::~ModalResponder() = default;
 void ModalResponder::poll()
 {
     QWidget *modal = QApplication::activeModalWidget();
-    if (!modal || modal == m_lastAnswered.data() || !modal->isVisible())
+    if (!modal || !modal->isVisible())
         return;
-    m_lastAnswered = modal;
+    // A window answered before comes back when the one it opened closes.
+    m_answered.removeAll(QPointer<QWidget>());
+    for (const QPointer<QWidget> &answered : qAsConst(m_answered))
+        if (answered.data() == modal)
+            return;
+    m_answered << QPointer<QWidget>(modal);
     if (auto *box = qobject_cast<QMessageBox *>(modal))
         m_messages << box->windowTitle() + QLatin1Char('|') + box->text();
     if (m_answers.isEmpty()) {

@@ -15,7 +15,7 @@ class QWidget;
 //
 // Answers are queued with expect(); while the responder lives it watches
 // QApplication::activeModalWidget() and hands every modal window that appears
-// (one that is not the window answered last) to the next queued answer. A
+// (one it has not answered yet) to the next queued answer. A
 // modal window for which no answer is queued is closed (rejected) and
 // counted in unexpected(), so a test never hangs on a box it did not foresee
 // and can check that nothing was said. Message boxes are recorded in
@@ -51,7 +51,7 @@ private:
 
     QTimer m_timer;
     QList<Answer> m_answers;
-    QPointer<QWidget> m_lastAnswered;
+    QList<QPointer<QWidget>> m_answered;
     int m_unexpected = 0;
     QStringList m_messages;
 };

@@ -100,6 +100,7 @@ private slots:
     void addCodeUnderOtherType_keepsShownList();
     void editCodeIntoOtherType_leavesList();
     void deleteCode_onlyOnOk();
+    void deleteCodeInUse_refusedAndNotPending();
     void typeEditorDeletesShownType_boxWithoutSelection();
 
     void addType_storesCounterSettings();
@@ -374,6 +375,44 @@ void TestFaults::deleteCode_onlyOnOk()
         0);
     QCOMPARE(visibleRows(view), 1);
     QCOMPARE(findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TM-101")), -1);
+}
+
+void TestFaults::deleteCodeInUse_refusedAndNotPending()
+{
+    // A code that a defect of the demo plant refers to.
+    const QString code = dbValue(QStringLiteral("SELECT fc.c_name FROM docs.t_process_exam pe "
+                                                "JOIN qms.t_fault_code fc ON fc.id = pe.id_fault "
+                                                "ORDER BY pe.id LIMIT 1"))
+                             .toString();
+    QVERIFY2(!code.isEmpty(), "the demo data has no defect with a fault code");
+    const QString type =
+        dbValue(QStringLiteral("SELECT ft.c_name FROM qms.t_fault_code fc JOIN qms.t_fault_type "
+                               "ft ON ft.id = fc.id_type WHERE fc.c_name = '%1'")
+                    .arg(code))
+            .toString();
+
+    FaultCodeDialog dialog(m_document);
+    auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvCode"));
+    chooseType(dialog.findChild<QComboBox *>(QStringLiteral("cbType")), type);
+    const int listed = visibleRows(view);
+    makeCurrent(view, findRow(m_codes, QStringLiteral("c_name"), code));
+    QCOMPARE(dialog.currentText(), code);
+
+    ModalResponder modal;
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    tool(&dialog, "btDelete")->click();
+    QCOMPARE(modal.pending(), 0);
+
+    QCOMPARE(
+        dbValue(
+            QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = '%1'").arg(code))
+            .toInt(),
+        1);
+    QCOMPARE(visibleRows(view), listed);
+    QVERIFY(findRow(m_codes, QStringLiteral("c_name"), code) >= 0);
+    // Saving a defect must not send the refused deletion again.
+    QVERIFY(!m_codes->isModified());
+    QVERIFY(m_document->commit(m_connection->connection()));
 }
 
 void TestFaults::typeEditorDeletesShownType_boxWithoutSelection()
@@ -653,7 +692,7 @@ void TestFaults::rights()
     QFETCH(QString, user);
     QFETCH(bool, canEdit);
     login(user);
-    QCOMPARE(m_connection->canDo(QStringLiteral("FAIL_CODE_CREATE")), canEdit);
+    QCOMPARE(m_connection->connection()->canDo(QStringLiteral("FAIL_CODE_CREATE")), canEdit);
 
     FaultCodeDialog chooser(m_document);
     FaultTypeDialog types;
