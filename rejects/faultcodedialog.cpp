@@ -66,6 +66,9 @@ FaultCodeDialog::FaultCodeDialog(QDataSet *dataSet, QWidget *parent)
 
 FaultCodeDialog::~FaultCodeDialog()
 {
+    // The code table belongs to the data set: leave it unfiltered for others.
+    if (m_codes)
+        m_codes->clearFilter(QStringLiteral("id_type"));
     delete ui;
 }
 
