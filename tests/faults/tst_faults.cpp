@@ -96,6 +96,7 @@ private slots:
     void typeWithoutCodes_nothingToChoose();
     void choosingCode_givesItsData();
     void fullNameOfCodeWithoutDescription();
+    void closedChooser_leavesCodeTableUnfiltered();
     void addCode_numberedFromTypeCounter();
     void addCodeUnderOtherType_keepsShownList();
     void editCodeIntoOtherType_leavesList();
@@ -246,6 +247,19 @@ void TestFaults::fullNameOfCodeWithoutDescription()
                QStringLiteral("Электрика"));
     makeCurrent(view, findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TE-202")));
     QCOMPARE(dialog.currentFullName(), QStringLiteral("TE-202 ()"));
+}
+
+void TestFaults::closedChooser_leavesCodeTableUnfiltered()
+{
+    {
+        FaultCodeDialog dialog(m_document);
+        chooseType(dialog.findChild<QComboBox *>(QStringLiteral("cbType")),
+                   QStringLiteral("Электрика"));
+        QVERIFY(m_codes->hasFilter(QStringLiteral("id_type")));
+    }
+    // The defect editor shares the table and must see every code.
+    QVERIFY(!m_codes->hasFilter(QStringLiteral("id_type")));
+    QVERIFY(findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TM-101")) >= 0);
 }
 
 void TestFaults::addCode_numberedFromTypeCounter()
