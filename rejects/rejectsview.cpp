@@ -8,16 +8,12 @@
 #include "picsdialog.h"
 #define REJECTS_WITH_PICS_DIALOG
 #endif
-// Likewise the task dialog of the comments part.
-#if __has_include("taskdialog.h")
-#include "taskdialog.h"
-#define REJECTS_WITH_TASK_DIALOG
-#endif
 #include "qdataset.h"
 #include "qsqlconnection.h"
 #include "qxlsxwriter.h"
 #include "recordhelpers.h"
 #include "rejectdecoration.h"
+#include "taskdialog.h"
 #include "ui_rejectsview.h"
 #include "utils.h"
 
@@ -314,13 +310,11 @@ void RejectsView::on_acTask_triggered()
     const QSqlRecord record = currentRecord();
     if (record.isEmpty())
         return;
-#ifdef REJECTS_WITH_TASK_DIALOG
     TaskDialog dialog(record.value(QStringLiteral("c_name")).toString(), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
     QMessageBox::information(this, QStringLiteral("Задача"),
                              QStringLiteral("Задача №%1 успешно создана").arg(dialog.taskId()));
-#endif
 }
 
 void RejectsView::on_acSave_triggered()
