@@ -125,7 +125,11 @@ PGDRIVER_EXPORT bool batchExec(const QString &script, QPlainTextEdit *log,
 PGDRIVER_EXPORT QVariant resultExecSQL(const QString &scriptName, const QString &unused)
 {
     Q_UNUSED(unused)
-    const QString script = getScript(scriptName);
+    // A stored script by that name, or else the statement text itself: callers
+    // also hand over ready statements ("SELECT ... WHERE id = 42 ;").
+    QString script = getScript(scriptName);
+    if (script.trimmed().isEmpty() && scriptName.trimmed().contains(QLatin1Char(' ')))
+        script = scriptName;
     if (script.trimmed().isEmpty())
         return QVariant();
     QSqlQuery q(session().database());

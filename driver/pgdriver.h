@@ -67,7 +67,8 @@
 //            logs each statement's first line and any error; appends every
 //            executed query to results.
 //   QVariant resultExecSQL(const QString &scriptName, const QString &unused)
-//            Runs the named script (":UserID" and ":NULL" bound) and returns the
+//            Runs the named script, or the text itself when it is a statement and
+//            no script has that name (":UserID" and ":NULL" bound), and returns the
 //            first column of the first row; invalid when there is none.
 //   void     scopeIdentity(const QString &table, QSqlQuery *query)
 //            Runs on the query "SELECT currval(<sequence of table.id>) AS id" (or

@@ -35,6 +35,7 @@ private slots:
     void callouts_missingFunction_doNothing();
     void historyByItem_withoutConnection_familyZero();
     void historyByItem_unknownItem_familyZero();
+    void historyByItem_knownItem_passesItsFamily();
 
     void openWithDefaultApp_startsDesktopHandler();
     void openWithDefaultApp_missingFile();
@@ -314,6 +315,29 @@ void TestUtils::historyByItem_unknownItem_familyZero()
     showItemHistoryReportByItem(unknown, &parent);
     QCOMPARE(lastCall("ItemHistoryReport"),
              "ItemHistoryReport:getItemHistoryReport(0," + address(&parent) + ")");
+}
+
+void TestUtils::historyByItem_knownItem_passesItsFamily()
+{
+    PgTestDb db(QStringLiteral("utils"));
+    QVERIFY2(db.isValid(), qPrintable(db.error()));
+    QSqlQuery item(db.directConnection());
+    QVERIFY(item.exec(QStringLiteral(
+                "SELECT id, id_item_family FROM dirs.t_item WHERE id_item_family IS NOT NULL "
+                "ORDER BY id LIMIT 1")) &&
+            item.next());
+    const qint64 itemId = item.value(0).toLongLong();
+    const qint64 familyId = item.value(1).toLongLong();
+    QVERIFY(familyId > 0);
+
+    LoggedInConnection connection(db);
+    QVERIFY2(connection.isValid(), qPrintable(connection.error()));
+    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    QWidget parent;
+    showItemHistoryReportByItem(itemId, &parent);
+    QCOMPARE(lastCall("ItemHistoryReport"), "ItemHistoryReport:getItemHistoryReport(" +
+                                                QString::number(familyId) + "," +
+                                                address(&parent) + ")");
 }
 
 void TestUtils::openWithDefaultApp_startsDesktopHandler()
