@@ -21,12 +21,6 @@
 
 namespace {
 
-bool driverReady()
-{
-    QLibrary driver(PgTestDb::driverPath());
-    return driver.load() && driver.resolve("Connect") && driver.resolve("bindQueryParam");
-}
-
 // Asks for the document while it is being built: the first child added is
 // the data set itself, the second its first table.
 class PublishProbe : public QObject
@@ -80,8 +74,6 @@ private:
 
 void TestDataSet::initTestCase()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     m_db.reset(new PgTestDb(QStringLiteral("tst_dataset")));
     QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
     m_conn.reset(new LoggedInConnection(*m_db));

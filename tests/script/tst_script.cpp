@@ -20,13 +20,6 @@
 
 namespace {
 
-// The database tests need the driver library's entry points.
-bool driverReady()
-{
-    QLibrary driver(PgTestDb::driverPath());
-    return driver.load() && driver.resolve("Connect") && driver.resolve("bindQueryParam");
-}
-
 struct Call
 {
     QString argument;
@@ -423,8 +416,6 @@ void tst_Script::guiAdapter_unknownNamesAndNoForm()
 
 void tst_Script::runScript_namedScript()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     PgTestDb db(QStringLiteral("script"));
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     LoggedInConnection connection(db);
@@ -466,8 +457,6 @@ void tst_Script::runScript_namedScript()
 
 void tst_Script::runScript_withoutConnection_runsNothing()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     PgTestDb db(QStringLiteral("script"));
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     LoggedInConnection connection(db);

@@ -14,13 +14,6 @@
 
 namespace {
 
-// The database tests need the driver library's entry points.
-bool driverReady()
-{
-    QLibrary driver(PgTestDb::driverPath());
-    return driver.load() && driver.resolve("Connect") && driver.resolve("bindQueryParam");
-}
-
 // A table of four columns read by a literal select, shown in its own view.
 struct ShownTable
 {
@@ -98,8 +91,6 @@ private:
 
 void tst_Settings::initTestCase()
 {
-    if (!driverReady())
-        QSKIP("the driver library does not offer its entry points yet");
     db.reset(new PgTestDb(QStringLiteral("settings")));
     QVERIFY2(db->isValid(), qPrintable(db->error()));
 }

@@ -295,11 +295,6 @@ void TestUtils::historyByItem_withoutConnection_familyZero()
 
 void TestUtils::historyByItem_unknownItem_familyZero()
 {
-    {
-        QLibrary driver(PgTestDb::driverPath());
-        if (!driver.resolve("Connect") || !driver.resolve("login"))
-            QSKIP("the driver library does not offer its entry points yet");
-    }
     PgTestDb db(QStringLiteral("utils"));
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     QSqlDatabase direct = db.directConnection();
