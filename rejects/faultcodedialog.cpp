@@ -19,18 +19,6 @@ namespace {
 const char typeTable[] = "t_fault_type";
 const char codeTable[] = "t_fault_code";
 
-// Makes `row` the view's current row, on its first shown column.
-void makeCurrentRow(QTableView *view, int row)
-{
-    QAbstractItemModel *model = view->model();
-    if (!model || row < 0 || row >= model->rowCount())
-        return;
-    int column = 0;
-    while (column < model->columnCount() - 1 && view->isColumnHidden(column))
-        ++column;
-    view->setCurrentIndex(model->index(row, column));
-}
-
 } // namespace
 
 FaultCodeDialog::FaultCodeDialog(QDataSet *dataSet, QWidget *parent)
@@ -132,7 +120,7 @@ void FaultCodeDialog::on_btAdd_clicked()
     applyTypeFilter();
     // A code added under another type is stored but not listed.
     if (stored && record.value(QStringLiteral("id_type")).toLongLong() == shownType)
-        makeCurrentRow(ui->tvCode, m_codes->lastRow());
+        m_codes->setCurrentRow(m_codes->lastRow());
     onCodeSelected();
 }
 

@@ -10,22 +10,6 @@
 #include <QEvent>
 #include <QMessageBox>
 
-namespace {
-
-// Makes `row` the view's current row, on its first shown column.
-void makeCurrentRow(QTableView *view, int row)
-{
-    QAbstractItemModel *model = view->model();
-    if (!model || row < 0 || row >= model->rowCount())
-        return;
-    int column = 0;
-    while (column < model->columnCount() - 1 && view->isColumnHidden(column))
-        ++column;
-    view->setCurrentIndex(model->index(row, column));
-}
-
-} // namespace
-
 FaultTypeDialog::FaultTypeDialog(QWidget *parent)
     : QDialog(parent)
     , ui(new Ui::FaultTypeDialog)
@@ -97,7 +81,7 @@ void FaultTypeDialog::on_btAdd_clicked()
     record.setValue(QStringLiteral("c_prefix"), answers.at(2));
     m_types->setRow(row, record);
     if (commitChanges())
-        makeCurrentRow(ui->tvType, m_types->lastRow());
+        m_types->setCurrentRow(m_types->lastRow());
     updateButtons();
 }
 
@@ -117,7 +101,7 @@ void FaultTypeDialog::on_btEdit_clicked()
     record.setValue(QStringLiteral("c_name"), name);
     m_types->setRow(row, record);
     if (commitChanges())
-        makeCurrentRow(ui->tvType, row);
+        m_types->setCurrentRow(row);
     updateButtons();
 }
 
