@@ -38,13 +38,16 @@ PgTestDb::PgTestDb(const QString &prefix, Content content)
                  .arg(prefix.toLower())
                  .arg(QCoreApplication::applicationPid())
                  .arg(QUuid::createUuid().toString(QUuid::Id128).left(8));
-    m_valid = adminExec(QStringLiteral("CREATE DATABASE \"%1\" TEMPLATE \"%2\"").arg(m_name, templ));
+    m_valid =
+        adminExec(QStringLiteral("CREATE DATABASE \"%1\" TEMPLATE \"%2\"").arg(m_name, templ));
 }
 
 PgTestDb::~PgTestDb()
 {
     for (const QString &c : qAsConst(m_connections)) {
-        { QSqlDatabase::database(c, false).close(); }
+        {
+            QSqlDatabase::database(c, false).close();
+        }
         QSqlDatabase::removeDatabase(c);
     }
     if (m_valid)
@@ -75,8 +78,8 @@ void PgTestDb::makeDefault() const
 
 QSqlDatabase PgTestDb::directConnection(const QString &connectionName) const
 {
-    const QString name = connectionName.isEmpty() ? QStringLiteral("direct_") + m_name
-                                                  : connectionName;
+    const QString name =
+        connectionName.isEmpty() ? QStringLiteral("direct_") + m_name : connectionName;
     if (!m_connections.contains(name))
         m_connections << name;
     return openDatabase(name, m_name);

@@ -10,8 +10,7 @@ void wiringGuard(QtMsgType type, const QMessageLogContext &context, const QStrin
         previousHandler(type, context, message);
     if (type != QtWarningMsg)
         return;
-    static const char *const patterns[] = {"No matching signal", "No such signal",
-                                           "No such slot"};
+    static const char *const patterns[] = {"No matching signal", "No such signal", "No such slot"};
     for (const char *pattern : patterns) {
         if (message.contains(QLatin1String(pattern))) {
             QTest::qFail(qPrintable(QStringLiteral("wiring error: ") + message),

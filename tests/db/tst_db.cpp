@@ -553,9 +553,8 @@ void TestDb::quotedStatements_data()
     QTest::newRow("file content") << "SELECT lrg.bl_get_file('rs485_log_km3.png', :bHelp);"
                                   << QVariantMap{{"bHelp", false}} << QStringList{"bl_get_file"}
                                   << 1;
-    QTest::newRow("appeal picture")
-        << "SELECT lrg.bl_get_file('rs485_log_km3.png', true);" << QVariantMap()
-        << QStringList{"bl_get_file"} << 1;
+    QTest::newRow("appeal picture") << "SELECT lrg.bl_get_file('rs485_log_km3.png', true);"
+                                    << QVariantMap() << QStringList{"bl_get_file"} << 1;
     QTest::newRow("file by crc") << "SELECT * FROM lrg.t_file WHERE n_crc = :1 ;"
                                  << QVariantMap{{"1", 3480846189LL}}
                                  << QStringList{"id",     "c_file",     "c_comment", "n_crc",

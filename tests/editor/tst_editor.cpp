@@ -55,8 +55,7 @@ signals:
 
 } // namespace
 
-#define REQUIRE_DATABASE()                                                                         \
-    QVERIFY2(connection, "no logged-in connection to the test database")
+#define REQUIRE_DATABASE() QVERIFY2(connection, "no logged-in connection to the test database")
 
 class tst_Editor : public QObject
 {

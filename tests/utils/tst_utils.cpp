@@ -331,8 +331,8 @@ void TestUtils::historyByItem_knownItem_passesItsFamily()
     QWidget parent;
     showItemHistoryReportByItem(itemId, &parent);
     QCOMPARE(lastCall("ItemHistoryReport"), "ItemHistoryReport:getItemHistoryReport(" +
-                                                QString::number(familyId) + "," +
-                                                address(&parent) + ")");
+                                                QString::number(familyId) + "," + address(&parent) +
+                                                ")");
 }
 
 void TestUtils::openWithDefaultApp_startsDesktopHandler()
