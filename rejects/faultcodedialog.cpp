@@ -117,10 +117,10 @@ void FaultCodeDialog::on_btAdd_clicked()
     m_codes->setRow(row, record);
     // The insert script gives the code its number (c_name).
     const bool stored = commitChanges();
-    applyTypeFilter();
     // A code added under another type is stored but not listed.
     if (stored && record.value(QStringLiteral("id_type")).toLongLong() == shownType)
         m_codes->setCurrentRow(m_codes->lastRow());
+    applyTypeFilter();
     onCodeSelected();
 }
 

@@ -76,12 +76,8 @@ bool QDataSet::commit(QSqlConnection *connection)
         order = m_tables;
     } else {
         for (const QString &name : m_changingOrder) {
-            for (QDataTable *table : m_tables) {
-                if (table->objectName() == name) {
-                    order.append(table);
-                    break;
-                }
-            }
+            if (QDataTable *table = getTable(name)) // unknown names are skipped
+                order.append(table);
         }
     }
     for (QDataTable *table : order) {

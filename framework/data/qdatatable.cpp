@@ -638,7 +638,8 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
     m_model->blockSignals(false);
     m_model->endReset();
     m_rowsMoved = false; // filled in order: m_rowSerials is right
-    m_tableState = 0;
+    if (m_tableState == -1) // a failed select before; other states are the owner's
+        m_tableState = 0;
     watchEdits(watching);
     setHeaderItems();
     prepareView(m_view);
