@@ -637,7 +637,7 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
     }
     m_model->blockSignals(false);
     m_model->endReset();
-    m_rowsMoved = false; // filled in order: m_rowSerials is right
+    m_rowsMoved = false;    // filled in order: m_rowSerials is right
     if (m_tableState == -1) // a failed select before; other states are the owner's
         m_tableState = 0;
     watchEdits(watching);
@@ -1294,22 +1294,22 @@ void QDataTable::setRowState(int row, rowState state)
 
 void QDataTable::forceInsert(int row)
 {
-    if (row >= 0) {
-        setRowState(row, rsInserted);
-        return;
-    }
-    for (int each = 0; each < rowCount(); ++each)
-        setRowState(each, rsInserted);
+    forceState(row, rsInserted);
 }
 
 void QDataTable::forceUpdate(int row)
 {
+    forceState(row, rsUpdated);
+}
+
+void QDataTable::forceState(int row, rowState state)
+{
     if (row >= 0) {
-        setRowState(row, rsUpdated);
+        setRowState(row, state);
         return;
     }
     for (int each = 0; each < rowCount(); ++each)
-        setRowState(each, rsUpdated);
+        setRowState(each, state);
 }
 
 bool QDataTable::deleteRow(int row)

@@ -295,6 +295,8 @@ private slots:
     void onItemChanged(QStandardItem *item);
 
 private:
+    // Puts one row (or every row, for a negative row) into the given state.
+    void forceState(int row, rowState state);
     struct FilterInfo
     {
         QStringList values;

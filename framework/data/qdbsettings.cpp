@@ -36,6 +36,15 @@ QSqlField textField(const QString &name, const QVariant &value)
     return field;
 }
 
+// The parameters ":group" and ":key" of the user-attribute scripts.
+QSqlRecord addressRecord(const QStringList &address)
+{
+    QSqlRecord record;
+    record.append(textField(QStringLiteral("group"), address.at(0)));
+    record.append(textField(QStringLiteral("key"), address.at(1)));
+    return record;
+}
+
 // The text a value is stored as. A value that is not null is never stored
 // as NULL (which reads back as the default), also when its text is empty.
 QString storedText(const QVariant &value)
@@ -90,11 +99,7 @@ bool QDbSettings::setValue(QString path, QVariant value)
     QSqlConnection *connection = publishedConnection();
     if (!connection)
         return false;
-    const QStringList address = splitPath(path);
-
-    QSqlRecord record;
-    record.append(textField(QStringLiteral("group"), address.at(0)));
-    record.append(textField(QStringLiteral("key"), address.at(1)));
+    QSqlRecord record = addressRecord(splitPath(path));
     record.append(textField(QStringLiteral("value"), storedText(value)));
     QSqlField type(QStringLiteral("type"), QVariant::Int);
     type.setValue(int(value.type()));
@@ -110,11 +115,7 @@ QVariant QDbSettings::value(QString path, QVariant defaultValue)
     QSqlConnection *connection = publishedConnection();
     if (!connection)
         return defaultValue;
-    const QStringList address = splitPath(path);
-
-    QSqlRecord record;
-    record.append(textField(QStringLiteral("group"), address.at(0)));
-    record.append(textField(QStringLiteral("key"), address.at(1)));
+    const QSqlRecord record = addressRecord(splitPath(path));
     QSqlQuery query =
         connection->execScript(connection->getScript(QStringLiteral("USER_ATTR_READ")), record);
     // execScript leaves a successful query on its first row.
