@@ -39,9 +39,7 @@ void ComentDialog::setData(const QString &text, bool readOnly)
 void ComentDialog::setTaskId(qint64 id, const QString &text)
 {
     m_taskText = text;
-    QCoreApplication *app = QCoreApplication::instance();
-    auto *connection =
-        app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
+    QSqlConnection *connection = appConnection();
     ui->btTask->setVisible(id >= 1 && connection &&
                            connection->canDo(QStringLiteral("TASK_CREATOR")));
 }

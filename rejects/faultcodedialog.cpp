@@ -41,9 +41,7 @@ FaultCodeDialog::FaultCodeDialog(QDataSet *dataSet, QWidget *parent)
         connect(selection, &QItemSelectionModel::currentChanged, this,
                 &FaultCodeDialog::onCodeSelected);
 
-    QCoreApplication *app = QCoreApplication::instance();
-    auto *connection =
-        app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
+    QSqlConnection *connection = appConnection();
     const bool canEdit = connection && connection->canDo(QStringLiteral("FAIL_CODE_CREATE"));
     ui->btAdd->setVisible(canEdit);
     ui->btEdit->setVisible(canEdit);

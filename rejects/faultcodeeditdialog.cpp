@@ -15,9 +15,7 @@ FaultCodeEditDialog::FaultCodeEditDialog(QWidget *parent)
 {
     ui->setupUi(this);
 
-    QCoreApplication *app = QCoreApplication::instance();
-    auto *connection =
-        app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
+    QSqlConnection *connection = appConnection();
     m_types = new QDataTable(QStringLiteral("t_fault_type"), connection, this);
     m_types->setScripts(QStringLiteral("FAULT_TYPE_SELECT"), QString(), QString(), QString(),
                         false);

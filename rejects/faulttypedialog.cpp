@@ -16,9 +16,7 @@ FaultTypeDialog::FaultTypeDialog(QWidget *parent)
 {
     ui->setupUi(this);
 
-    QCoreApplication *app = QCoreApplication::instance();
-    auto *connection =
-        app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
+    QSqlConnection *connection = appConnection();
 
     m_types = new QDataTable(QStringLiteral("t_fault_type"), connection, this);
     m_types->setScripts(QStringLiteral("FAULT_TYPE_SELECT"), QStringLiteral("FAULT_TYPE_UPDATE"),

@@ -18,12 +18,6 @@ const int idRole = Qt::UserRole;
 const int kindRole = Qt::UserRole + 1;
 const int versionTextRole = Qt::UserRole + 2;
 
-QSqlConnection *appConnection()
-{
-    return static_cast<QSqlConnection *>(
-        varToObj(QCoreApplication::instance()->property("Connection")));
-}
-
 } // namespace
 
 // Rows of a table grouped by the value of one of its fields (null -> 0).

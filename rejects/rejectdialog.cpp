@@ -16,12 +16,6 @@ namespace {
 
 const QString allItems = QStringLiteral("-= ВСЕ =-");
 
-QSqlConnection *appConnection()
-{
-    return static_cast<QSqlConnection *>(
-        varToObj(QCoreApplication::instance()->property("Connection")));
-}
-
 // The header icon of the picture column (colInfo keeps a pointer to it).
 QIcon *photoIcon()
 {

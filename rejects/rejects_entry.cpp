@@ -24,9 +24,6 @@ extern "C" REJECTS_EXPORT QDataSet *getDocument(QObject *parent)
     // Published before its tables exist: code run while they are made gets
     // this same object.
     moduleDocument = new QDataSet(parent);
-    auto *connection = static_cast<QSqlConnection *>(
-        varToObj(QCoreApplication::instance() ? QCoreApplication::instance()->property("Connection")
-                                              : QVariant()));
-    RejectsDocument::build(moduleDocument, connection, parent);
+    RejectsDocument::build(moduleDocument, appConnection(), parent);
     return moduleDocument;
 }

@@ -38,12 +38,6 @@ const QString notAnalysed = QStringLiteral("Не проанализирован�
 // The tool-bar actions of the list, shared by the module object.
 QList<QAction *> listActions;
 
-QSqlConnection *appConnection()
-{
-    return static_cast<QSqlConnection *>(
-        varToObj(QCoreApplication::instance()->property("Connection")));
-}
-
 } // namespace
 
 RejectsView::RejectsView(QDataSet *dataSet, QWidget *parent)

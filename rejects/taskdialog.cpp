@@ -13,8 +13,7 @@ namespace {
 
 QSqlConnection *sharedConnection()
 {
-    QCoreApplication *app = QCoreApplication::instance();
-    return app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
+    return appConnection();
 }
 
 } // namespace

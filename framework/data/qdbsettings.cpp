@@ -23,10 +23,7 @@ const char globalGroup[] = "GLOBAL";
 
 QSqlConnection *publishedConnection()
 {
-    QCoreApplication *app = QCoreApplication::instance();
-    if (!app)
-        return nullptr;
-    return static_cast<QSqlConnection *>(varToObj(app->property("Connection")));
+    return appConnection();
 }
 
 QSqlField textField(const QString &name, const QVariant &value)

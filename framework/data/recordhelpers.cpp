@@ -2,8 +2,10 @@
 
 #include "qdataset.h"
 #include "qdatatable.h"
+#include "qsqlconnection.h"
 
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QGuiApplication>
 #include <QTimer>
@@ -17,6 +19,12 @@ QVariant objToVar(void *object)
 void *varToObj(QVariant value)
 {
     return reinterpret_cast<void *>(value.toLongLong());
+}
+
+QSqlConnection *appConnection()
+{
+    QCoreApplication *app = QCoreApplication::instance();
+    return app ? static_cast<QSqlConnection *>(varToObj(app->property("Connection"))) : nullptr;
 }
 
 void fillComboBox(QComboBox *combo, QDataTable *table, QString textField, QString dataField,

@@ -10,6 +10,7 @@
 class QComboBox;
 class QDataSet;
 class QDataTable;
+class QSqlConnection;
 
 // Small helpers shared by every editor of the framework and the modules.
 
@@ -17,6 +18,11 @@ class QDataTable;
 // signals, script parameters) as their address inside a QVariant.
 REJECTS_EXPORT QVariant objToVar(void *object);
 REJECTS_EXPORT void *varToObj(QVariant value);
+
+// The application's database connection: the object published as the
+// application property "Connection"; null without an application or before
+// the host has published it.
+REJECTS_EXPORT QSqlConnection *appConnection();
 
 // Fills `combo` from `table`, which is always read again: an optional first
 // entry `firstText`/`firstData` (meaning "nothing chosen") followed by one

@@ -10,10 +10,7 @@ namespace {
 
 QSqlConnection *publishedConnection()
 {
-    QCoreApplication *app = QCoreApplication::instance();
-    if (!app)
-        return nullptr;
-    return static_cast<QSqlConnection *>(varToObj(app->property("Connection")));
+    return appConnection();
 }
 
 } // namespace

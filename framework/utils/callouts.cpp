@@ -50,10 +50,7 @@ void showItemHistoryReport(qint64 familyId, QWidget *parent)
 void showItemHistoryReportByItem(qint64 itemId, QWidget *parent)
 {
     qint64 familyId = 0;
-    QCoreApplication *application = QCoreApplication::instance();
-    auto *connection =
-        application ? static_cast<QSqlConnection *>(varToObj(application->property("Connection")))
-                    : nullptr;
+    QSqlConnection *connection = appConnection();
     if (connection) {
         const QVariant family = connection->execScript(
             QStringLiteral("SELECT id_item_family FROM dirs.t_item WHERE id = %1 ;").arg(itemId));
