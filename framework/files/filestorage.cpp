@@ -1,0 +1,376 @@
+#include "filestorage.h"
+
+#include "openwithdefaultapp.h"
+#include "qdatatable.h"
+#include "qinputdialogex.h"
+#include "qsqlconnection.h"
+#include "recordhelpers.h"
+#include "scriptbridge.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QProgressDialog>
+#include <QSaveFile>
+#include <QSqlQuery>
+#include <memory>
+
+namespace {
+
+QString cachedFilePath;
+QString cachedHelpPath;
+
+const qint64 readChunk = 4 * 1024 * 1024;
+const qint64 progressFrom = 16 * 1024 * 1024;
+
+QString tr(const char *text)
+{
+    return QCoreApplication::translate("FileStorage", text);
+}
+
+QString readAttribute(const char *sql)
+{
+    QSqlConnection *connection = appConnection();
+    if (!connection)
+        return QString();
+    QSqlQuery query = connection->execScript(QLatin1String(sql), QList<QVariant>());
+    return query.isActive() && query.isValid() ? query.value(0).toString() : QString();
+}
+
+void fillCachedPaths()
+{
+    if (cachedFilePath.isEmpty())
+        cachedFilePath =
+            readAttribute("SELECT c_value FROM sys.t_sys_attr WHERE c_attr = 'FilePath';");
+    if (cachedHelpPath.isEmpty())
+        cachedHelpPath =
+            readAttribute("SELECT c_value FROM sys.t_sys_attr WHERE c_attr = 'FileHelpPath';");
+}
+
+// Copies `source` over `target`.
+bool replaceCopy(const QString &source, const QString &target)
+{
+    QFile::remove(target);
+    return QFile::copy(source, target);
+}
+
+// The content kept in the database for the name; empty when there is none.
+QByteArray databaseContent(const QString &fileName, bool help)
+{
+    QSqlConnection *connection = appConnection();
+    if (!connection)
+        return QByteArray();
+    QString name = fileName;
+    name.replace(QLatin1Char('\''), QLatin1String("''"));
+    QSqlQuery query = connection->execScript(
+        QStringLiteral("SELECT lrg.bl_get_file('%1', :bHelp);").arg(name), QList<QVariant>{help});
+    return query.isActive() && query.isValid() ? query.value(0).toByteArray() : QByteArray();
+}
+
+QSqlRecord findStoredFile(const char *sql, const QVariant &value)
+{
+    QSqlConnection *connection = appConnection();
+    if (!connection)
+        return QSqlRecord();
+    QSqlQuery query = connection->execScript(QLatin1String(sql), QList<QVariant>{value});
+    if (!query.isActive() || !query.isSelect() || !query.isValid())
+        return QSqlRecord();
+    return query.record();
+}
+
+QString askDirectory()
+{
+    return QFileDialog::getExistingDirectory(nullptr, tr("Извлечь вложение"), QString(),
+                                             QFileDialog::ShowDirsOnly);
+}
+
+quint32 crcTableEntry(quint32 index)
+{
+    quint32 value = index;
+    for (int bit = 0; bit < 8; ++bit)
+        value = (value & 1) ? (value >> 1) ^ 0xEDB88320u : value >> 1;
+    return value;
+}
+
+const quint32 *crcTable()
+{
+    static quint32 table[256];
+    static bool ready = false;
+    if (!ready) {
+        for (quint32 i = 0; i < 256; ++i)
+            table[i] = crcTableEntry(i);
+        ready = true;
+    }
+    return table;
+}
+
+// Extends a running (not yet complemented) CRC register over `size` bytes.
+quint32 crcUpdate(quint32 crc, const char *data, qint64 size)
+{
+    const quint32 *table = crcTable();
+    for (qint64 i = 0; i < size; ++i)
+        crc = table[(crc ^ static_cast<quint8>(data[i])) & 0xFF] ^ (crc >> 8);
+    return crc;
+}
+
+bool sameContent(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (file.size() != content.size() || !file.open(QIODevice::ReadOnly))
+        return false;
+    return file.readAll() == content;
+}
+
+// Whether the stored file `stored` (a lrg.t_file row) holds `content`: by its
+// CRC when it has one, otherwise by its bytes in either tier.
+bool storedContentEquals(const QSqlRecord &stored, const QString &directory,
+                         const QByteArray &content)
+{
+    const QVariant crc = stored.value(QStringLiteral("n_crc"));
+    if (!crc.isNull())
+        return crc.toULongLong() == crc32(content);
+    const QString name = stored.value(QStringLiteral("c_file")).toString();
+    const QString path = QDir(directory).filePath(name);
+    if (!directory.isEmpty() && QFileInfo(path).isFile())
+        return sameContent(path, content);
+    return databaseContent(name, false) == content;
+}
+
+} // namespace
+
+QString fileStoragePath(bool help)
+{
+    fillCachedPaths();
+    return help ? cachedHelpPath : cachedFilePath;
+}
+
+void forgetFileStoragePaths()
+{
+    cachedFilePath.clear();
+    cachedHelpPath.clear();
+}
+
+bool extractStoredFile(const QString &fileName, const QString &target, bool help)
+{
+    const QString directory = fileStoragePath(help);
+    const QString source = QDir(directory).filePath(fileName);
+    if (!directory.isEmpty() && QFileInfo(source).isFile()) {
+        replaceCopy(source, target);
+        return true;
+    }
+    const QByteArray content = databaseContent(fileName, help);
+    if (content.isEmpty()) {
+        QMessageBox::warning(nullptr, tr("Внимание!"), tr("Файл %1 не найден").arg(fileName));
+        return false;
+    }
+    QFile file(target);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    file.write(content);
+    file.flush();
+    file.close();
+    return true;
+}
+
+QString getFileFromBase(QString fileName, bool askForDirectory, bool help)
+{
+    QString target = QDir(QDir::tempPath()).filePath(fileName);
+    if (askForDirectory) {
+        const QString directory = askDirectory();
+        if (directory.isEmpty())
+            return QString();
+        target = QDir(directory).filePath(fileName);
+    }
+    if (!extractStoredFile(fileName, target, help))
+        return QString();
+    if (!askForDirectory)
+        openWithDefaultApp(target);
+    return target;
+}
+
+void loadFileAllFromBase(QDataTable *table, bool help)
+{
+    if (!table)
+        return;
+    QString directory = askDirectory();
+    if (directory.isEmpty())
+        return;
+    bool accepted = false;
+    const QString subdirectory = QInputDialogEx::getString(
+        nullptr, tr("Создать подкаталог для файлов"), tr("Новый каталог"), QString(), &accepted);
+    if (accepted) {
+        if (subdirectory.isEmpty()) {
+            QMessageBox::warning(nullptr, tr("Внимане"), tr("Не задан каталог"));
+        } else if (QDir(directory).exists(subdirectory)) {
+            QMessageBox::warning(nullptr, tr("Внимане"), tr("Каталог уже существует"));
+        } else if (QDir(directory).mkdir(subdirectory)) {
+            directory += QLatin1Char('/') + subdirectory;
+        }
+    }
+    for (int row = 0; row < table->rowCount(); ++row) {
+        const QString name = table->getField(QStringLiteral("c_file"), row).toString();
+        if (!name.isEmpty())
+            extractStoredFile(name, QDir(directory).filePath(name), help);
+    }
+    QMessageBox::information(nullptr, tr("Загрузка файлов"), tr("Файлы сохранены"));
+}
+
+bool checkFileName(QString &fileName)
+{
+    static const QString allowed = QStringLiteral("abcdefghijklmnopqrstuvwxyz1234567890"
+                                                  "!?()-_=+*/.,<>:;[]{} ");
+    QStringList refused;
+    for (const QChar c : fileName) {
+        if (!allowed.contains(c))
+            refused << QString(c);
+    }
+    if (refused.isEmpty())
+        return true;
+    QMessageBox::critical(nullptr, tr("Внимание"),
+                          tr("Не удалось загрузить файл :\n") + fileName +
+                              tr("\nСледующие символы в имени файла не могут быть обработаны:\n") +
+                              refused.join(QStringLiteral(", ")));
+    return false;
+}
+
+quint64 crc32(QByteArray data, quint64 start, quint64 length)
+{
+    quint64 end = static_cast<quint64>(data.size());
+    if (length != 0)
+        end = qMin(start + length, end);
+    if (start >= end)
+        return 0;
+    const quint32 crc =
+        crcUpdate(0xFFFFFFFFu, data.constData() + start, static_cast<qint64>(end - start));
+    return static_cast<quint64>(~crc);
+}
+
+QString makeMD5(QString text)
+{
+    return QString::fromLatin1(
+        QCryptographicHash::hash(text.toUtf8(), QCryptographicHash::Md5).toHex());
+}
+
+QSqlRecord findStoredFileByCrc(quint64 crc)
+{
+    return findStoredFile("SELECT * FROM lrg.t_file WHERE n_crc = :1 ;",
+                          QVariant(static_cast<qlonglong>(crc)));
+}
+
+QSqlRecord findStoredFileByName(const QString &name)
+{
+    return findStoredFile("SELECT * FROM lrg.t_file WHERE c_file = :1 ;", name);
+}
+
+StoreResult storeFileContent(const QString &directory, const QString &name,
+                             const QByteArray &content)
+{
+    const QSqlRecord stored = findStoredFileByName(name);
+    if (!stored.isEmpty() && !storedContentEquals(stored, directory, content)) {
+        QMessageBox::warning(nullptr, tr("Внимание"),
+                             tr("В хранилище уже есть другой файл с именем %1.\n"
+                                "Переименуйте файл и прикрепите его снова.")
+                                 .arg(name));
+        return srConflict;
+    }
+    const QString path = QDir(directory).filePath(name);
+    if (!directory.isEmpty() && QFileInfo(path).isFile()) {
+        if (sameContent(path, content))
+            return srDirectory;
+        if (stored.isEmpty())
+            moveToDeleted(directory, name);
+    }
+    if (!directory.isEmpty() && QFileInfo(directory).isDir()) {
+        QSaveFile file(path);
+        if (file.open(QIODevice::WriteOnly) && file.write(content) == content.size() &&
+            file.commit())
+            return srDirectory;
+    }
+    QString checked = name;
+    if (!checkFileName(checked))
+        return srNameRefused;
+    const QSqlQuery query =
+        runScript(QStringLiteral("FILE_BYTEA_INSERT"), QList<QVariant>{name, content, false});
+    return query.isActive() ? srDatabase : srFailed;
+}
+
+bool moveToDeleted(const QString &directory, const QString &name)
+{
+    const QString source = QDir(directory).filePath(name);
+    if (directory.isEmpty() || !QFileInfo(source).isFile())
+        return false;
+    QDir deleted(directory + QStringLiteral("/DELETE"));
+    if (!deleted.exists() && !deleted.mkpath(QStringLiteral(".")))
+        return false;
+    if (!replaceCopy(source, deleted.filePath(name)))
+        return false;
+    return QFile::remove(source);
+}
+
+bool tryDeleteStoredFile(const QString &directory, const QString &name)
+{
+    if (directory.isEmpty() || name.isEmpty() ||
+        !QFileInfo(QDir(directory).filePath(name)).isFile())
+        return false;
+    if (!appConnection() || !findStoredFileByName(name).isEmpty())
+        return false;
+    return moveToDeleted(directory, name);
+}
+
+qint64 maxAttachmentSize()
+{
+    return 100 * 1024 * 1024;
+}
+
+bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
+{
+    QFile file(path);
+    const QString name = QFileInfo(path).fileName();
+    if (!content || !file.open(QIODevice::ReadOnly)) {
+        QMessageBox::warning(parent, tr("Ошибка"), tr("Не удалось прочитать файл %1").arg(path));
+        return false;
+    }
+    const qint64 size = file.size();
+    if (size > maxAttachmentSize()) {
+        QMessageBox::warning(parent, tr("Внимание"),
+                             tr("Файл %1 слишком велик (%2 МБ).\nНаибольший размер вложения - "
+                                "%3 МБ.")
+                                 .arg(name)
+                                 .arg(size / (1024 * 1024))
+                                 .arg(maxAttachmentSize() / (1024 * 1024)));
+        return false;
+    }
+    QByteArray data;
+    data.reserve(static_cast<int>(size));
+    // Large files are read in pieces behind a progress dialog, so the window
+    // keeps answering and the user may give up.
+    std::unique_ptr<QProgressDialog> progress;
+    if (size >= progressFrom) {
+        progress =
+            std::make_unique<QProgressDialog>(tr("Чтение файла %1").arg(name), tr("Отмена"), 0,
+                                              static_cast<int>(size / readChunk) + 1, parent);
+        progress->setWindowModality(Qt::WindowModal);
+        progress->setMinimumDuration(0);
+    }
+    while (!file.atEnd()) {
+        const QByteArray chunk = file.read(readChunk);
+        if (chunk.isEmpty())
+            break;
+        data.append(chunk);
+        if (progress) {
+            progress->setValue(progress->value() + 1);
+            if (progress->wasCanceled())
+                return false;
+        }
+    }
+    if (data.size() != size) {
+        QMessageBox::warning(parent, tr("Ошибка"), tr("Не удалось прочитать файл %1").arg(path));
+        return false;
+    }
+    *content = data;
+    return true;
+}

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "rejects_global.h"
+
+#include <QByteArray>
+#include <QSqlRecord>
+#include <QString>
+
+class QDataTable;
+class QWidget;
+
+// File storage: every attached file is stored once, under its name, which is
+// unique in the store, and may be attached to many records
+// (lrg.t_file_owner: owner table name + owner key -> lrg.t_file).
+//
+// Two tiers hold the bytes:
+//   - the shared storage directory named by the system attribute "FilePath"
+//     (help documents: "FileHelpPath"), one plain file per stored name;
+//   - the database (lrg.t_file.bl_file, written by the script
+//     FILE_BYTEA_INSERT, read by lrg.bl_get_file) for files that could not
+//     be written to that directory.
+// Extraction asks the directory first and the database second.
+//
+// The client never destroys a stored file: a file no stored name refers to
+// any more is moved into the subdirectory "DELETE" of the storage directory.
+//
+// Everything here runs on the GUI thread over the application's connection
+// (appConnection()); without it the functions answer false or empty.
+
+// The storage directory (help: the help directory), read from the system
+// attributes when first needed and kept for the rest of the process.
+REJECTS_EXPORT QString fileStoragePath(bool help = false);
+// Forgets both cached directories, so that the next call reads them again
+// (after the administrator has moved the storage).
+REJECTS_EXPORT void forgetFileStoragePaths();
+
+// Extracts the stored file `fileName` into `target` (a full path): the
+// directory's copy when there is one, otherwise the database's. An unknown
+// file gives the warning "Файл %1 не найден" and false; nothing is written.
+REJECTS_EXPORT bool extractStoredFile(const QString &fileName, const QString &target, bool help);
+
+// Extracts one stored file. Without `askDirectory` into the temporary
+// directory, and opens it with the desktop's default application; with it,
+// into a directory the user chooses, without opening it. Returns the path
+// written, empty when cancelled or not found.
+REJECTS_EXPORT QString getFileFromBase(QString fileName, bool askDirectory, bool help);
+
+// Extracts every file named in the "c_file" column of `table` into a
+// directory the user chooses (optionally a new subdirectory of it).
+REJECTS_EXPORT void loadFileAllFromBase(QDataTable *table, bool help);
+
+// True when the store accepts every character of the name: a-z, 0-9, the
+// blank and !?()-_=+*/.,<>:;[]{}. Otherwise a message lists each refused
+// character and the answer is false. Case-sensitive on purpose.
+REJECTS_EXPORT bool checkFileName(QString &fileName);
+
+// CRC-32 (IEEE 802.3, as zlib and PNG) of data[start, start + length);
+// length 0 means up to the end; an empty range gives 0.
+REJECTS_EXPORT quint64 crc32(QByteArray data, quint64 start = 0, quint64 length = 0);
+
+// MD5 of the text's UTF-8 bytes, 32 lower-case hexadecimal digits.
+REJECTS_EXPORT QString makeMD5(QString text);
+
+// The lrg.t_file row with this CRC (the first one) or with this name; an
+// empty record when there is none.
+REJECTS_EXPORT QSqlRecord findStoredFileByCrc(quint64 crc);
+REJECTS_EXPORT QSqlRecord findStoredFileByName(const QString &name);
+
+// Where storeFileContent put the bytes.
+enum StoreResult {
+    srDirectory,   // written to the storage directory (or already there)
+    srDatabase,    // the directory could not be written: kept in the database
+    srNameRefused, // checkFileName refused the name (the user was told)
+    srConflict,    // another content is stored under this name (the user was told)
+    srFailed       // neither tier took the bytes (the database refused)
+};
+
+// Stores the content of a new file named `name`: into `directory` as a whole
+// file (written under a temporary name and renamed, so a full disk or a lost
+// connection never leaves half a file), or, when the directory cannot be
+// written, into the database with FILE_BYTEA_INSERT. A file of that name
+// already in the directory with the same content is left as it is; an
+// unreferenced one with another content is moved into "DELETE" first. A name
+// already stored with another content is refused with a message.
+REJECTS_EXPORT StoreResult storeFileContent(const QString &directory, const QString &name,
+                                            const QByteArray &content);
+
+// Moves `directory`/`name` into `directory`/DELETE (replacing a file of that
+// name there). False when the file is not there or could not be moved.
+REJECTS_EXPORT bool moveToDeleted(const QString &directory, const QString &name);
+
+// Moves the file `name` out of `directory` into "DELETE" when no lrg.t_file
+// row has that name any more; true when it was moved.
+REJECTS_EXPORT bool tryDeleteStoredFile(const QString &directory, const QString &name);
+
+// Reads a file whole for attaching it, with a progress dialog for large
+// files. An unreadable file gives the warning titled "Ошибка"; a file over
+// maxAttachmentSize() is refused with a message; cancelling the progress
+// reads nothing. False in each of these cases.
+REJECTS_EXPORT bool readFileContent(const QString &path, QByteArray *content,
+                                    QWidget *parent = nullptr);
+REJECTS_EXPORT qint64 maxAttachmentSize();
