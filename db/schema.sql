@@ -96,6 +96,41 @@ LANGUAGE sql AS $$
   RETURNING n_value
 $$;
 
+-- A check that refuses with a message people can read: true when `p_ok` is
+-- true or unknown (as a CHECK treats null), otherwise a check_violation
+-- with `p_message`. CHECK constraints call it to name what is wrong.
+CREATE FUNCTION sys.f_check(p_ok boolean, p_message text) RETURNS boolean
+LANGUAGE plpgsql IMMUTABLE AS $$
+BEGIN
+  IF p_ok IS FALSE THEN
+    RAISE EXCEPTION '%', p_message USING ERRCODE = 'check_violation';
+  END IF;
+  RETURN true;
+END
+$$;
+
+-- A date people may enter: between 1900 and 2200 (the client reads years
+-- outside that range wrongly, and none of them is meant).
+CREATE FUNCTION sys.f_check_date(p_date date, p_what text) RETURNS boolean
+LANGUAGE sql IMMUTABLE AS $$
+  SELECT sys.f_check(p_date BETWEEN DATE '1900-01-01' AND DATE '2200-12-31',
+                     p_what || ' должна быть в пределах 1900-2200 годов')
+$$;
+
+-- A quantity people may enter: a number (not NaN or infinite) above zero.
+CREATE FUNCTION sys.f_check_quantity(p_value numeric, p_what text) RETURNS boolean
+LANGUAGE sql IMMUTABLE AS $$
+  SELECT sys.f_check(p_value > 0 AND p_value <> CAST('NaN' AS numeric),
+                     p_what || ' должно быть числом больше нуля')
+$$;
+
+-- The user's text for a LIKE pattern, matched literally: "\", "%" and "_"
+-- are escaped with the default escape character "\".
+CREATE FUNCTION sys.f_like_escape(p_text text) RETURNS text
+LANGUAGE sql IMMUTABLE AS $$
+  SELECT replace(replace(replace(p_text, '\', '\\'), '%', '\%'), '_', '\_')
+$$;
+
 -- --------------------------------------------------------------- dirs -----
 
 CREATE TABLE dirs.t_meas_unit (
@@ -308,7 +343,7 @@ CREATE TABLE docs.t_plan_order (
   c_coment        text,
   n_qnt           integer NOT NULL DEFAULT 1 CHECK (n_qnt > 0),
   n_priority      integer NOT NULL DEFAULT 500 CHECK (n_priority BETWEEN 1 AND 1000),
-  d_shipment_plan date,
+  d_shipment_plan date CHECK (sys.f_check_date(d_shipment_plan, 'Дата отгрузки')),
   d_create        timestamp NOT NULL DEFAULT localtimestamp,
   d_close         timestamp,
   b_is_del        boolean NOT NULL DEFAULT false
@@ -321,8 +356,14 @@ CREATE TABLE docs.t_store_order_content (
   id             bigserial PRIMARY KEY,
   id_store_order bigint NOT NULL REFERENCES docs.t_plan_order (id) ON DELETE CASCADE,
   id_item_family bigint NOT NULL REFERENCES dirs.t_item_family (id),
-  n_qnt_require  numeric(18, 6) NOT NULL CHECK (n_qnt_require > 0),
-  n_qnt_giveout  numeric(18, 6) CHECK (n_qnt_giveout >= 0)
+  n_qnt_require  numeric(18, 6) NOT NULL
+                 CHECK (sys.f_check_quantity(n_qnt_require, 'Требуемое количество')),
+  n_qnt_giveout  numeric(18, 6)
+                 CHECK (sys.f_check(n_qnt_giveout >= 0 AND n_qnt_giveout <> CAST('NaN' AS numeric),
+                                    'Выданное количество должно быть числом не меньше нуля')),
+  n_version      integer NOT NULL DEFAULT 1,
+  id_changer     bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
+  d_change       timestamp
 );
 CREATE INDEX ON docs.t_store_order_content (id_store_order);
 
@@ -396,7 +437,10 @@ CREATE TABLE qms.t_fault_type (
   id         bigserial PRIMARY KEY,
   c_name     text NOT NULL,
   c_sys_name text NOT NULL UNIQUE CHECK (c_sys_name <> ''),
-  c_prefix   text NOT NULL DEFAULT ''
+  c_prefix   text NOT NULL DEFAULT '',
+  n_version  integer NOT NULL DEFAULT 1,
+  id_changer bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
+  d_change   timestamp
 );
 
 -- Fault codes; the code is composed by qms.f_fault_code_insert.
@@ -404,7 +448,10 @@ CREATE TABLE qms.t_fault_code (
   id            bigserial PRIMARY KEY,
   id_type       bigint NOT NULL REFERENCES qms.t_fault_type (id),
   c_name        text NOT NULL UNIQUE,
-  c_description text NOT NULL DEFAULT ''
+  c_description text NOT NULL DEFAULT '',
+  n_version     integer NOT NULL DEFAULT 1,
+  id_changer    bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
+  d_change      timestamp
 );
 CREATE INDEX ON qms.t_fault_code (id_type);
 
@@ -426,6 +473,9 @@ CREATE TABLE docs.t_process_exam (
   b_reaction                  boolean NOT NULL DEFAULT false,
   d_solution                  timestamp,
   id_solver                   bigint REFERENCES sys.t_user (id),
+  n_version                   integer NOT NULL DEFAULT 1,
+  id_changer                  bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
+  d_change                    timestamp,
   CHECK (c_solution <> '' OR NOT b_reject)
 );
 CREATE INDEX ON docs.t_process_exam (id_exam_stage);
@@ -463,8 +513,8 @@ CREATE TABLE qms.t_quality_control_works (
   id            bigserial PRIMARY KEY,
   id_fault_code bigint NOT NULL REFERENCES qms.t_fault_code (id),
   c_reason      text NOT NULL,
-  d_start       date NOT NULL DEFAULT current_date,
-  d_end         date,
+  d_start       date NOT NULL DEFAULT current_date CHECK (sys.f_check_date(d_start, 'Дата начала')),
+  d_end         date CHECK (sys.f_check_date(d_end, 'Дата окончания')),
   CHECK (d_end IS NULL OR d_end >= d_start)
 );
 CREATE INDEX ON qms.t_quality_control_works (id_fault_code);
@@ -533,7 +583,10 @@ CREATE TABLE lrg.t_file (
   n_size     bigint CHECK (n_size >= 0),
   id_creator bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
   d_create   timestamp NOT NULL DEFAULT localtimestamp,
-  bl_file    bytea
+  bl_file    bytea,
+  n_version  integer NOT NULL DEFAULT 1,
+  id_changer bigint REFERENCES sys.t_user (id) ON DELETE SET NULL,
+  d_change   timestamp
 );
 CREATE INDEX ON lrg.t_file (n_crc);
 
@@ -629,7 +682,8 @@ $$;
 -- file's id; bl_file is left empty (the bytes are fetched on demand).
 CREATE VIEW lrg.v_file_owner AS
   SELECT f.id, o.c_table, o.n_key, f.c_comment, f.c_file, f.n_crc, f.n_size, f.id_creator,
-         f.d_create, CAST(NULL AS bytea) AS bl_file, o.id AS id_file_owner, u.c_name AS c_creator
+         f.d_create, CAST(NULL AS bytea) AS bl_file, o.id AS id_file_owner, u.c_name AS c_creator,
+         f.n_version
     FROM lrg.t_file_owner o
     JOIN lrg.t_file f ON f.id = o.id_file
     LEFT JOIN sys.t_user u ON u.id = f.id_creator;
@@ -810,7 +864,8 @@ CREATE VIEW docs.v_process_exam AS
          pe.id_creator,
          pe.id_exam_stage,
          fc.c_description AS c_fault_description,
-         pe.d_solution
+         pe.d_solution,
+         pe.n_version
     FROM docs.t_process_exam pe
     JOIN docs.t_doc d ON d.id = pe.id_doc
     JOIN qms.t_exam_stage st ON st.id = pe.id_exam_stage
@@ -864,29 +919,51 @@ BEGIN
 END
 $$;
 
+-- Writes a defect. A record that carries the row version (n_version) is the
+-- whole defect as the client read it: its nulls are written, and a version
+-- that is no longer the stored one is refused (sys.f_row_version). A record
+-- without it changes only the fields it gives. A defect that is gone is
+-- refused too, so that no save of it reports success.
 CREATE FUNCTION docs.f_process_exam_update(
   p_id bigint, p_id_user bigint, p_stage text, p_id_fault bigint, p_id_plan_order bigint,
   p_id_production_group_content bigint, p_id_product_version bigint, p_description text,
-  p_solution text, p_reject boolean, p_reaction boolean, p_id_plan_order_repair bigint)
+  p_solution text, p_reject boolean, p_reaction boolean, p_id_plan_order_repair bigint,
+  p_version integer DEFAULT NULL)
 RETURNS SETOF docs.v_process_exam
 LANGUAGE plpgsql AS $$
+DECLARE
+  v_whole boolean := p_version IS NOT NULL;
 BEGIN
   UPDATE docs.t_process_exam pe
      SET id_exam_stage = CASE WHEN p_stage IS NULL THEN pe.id_exam_stage
                               ELSE qms.f_exam_stage_id(p_stage) END,
-         id_fault = p_id_fault,
-         id_plan_order = p_id_plan_order,
-         id_production_group_content = p_id_production_group_content,
+         id_fault = CASE WHEN v_whole THEN p_id_fault ELSE coalesce(p_id_fault, pe.id_fault) END,
+         id_plan_order = CASE WHEN v_whole THEN p_id_plan_order
+                              ELSE coalesce(p_id_plan_order, pe.id_plan_order) END,
+         id_production_group_content =
+           CASE WHEN v_whole THEN p_id_production_group_content
+                ELSE coalesce(p_id_production_group_content, pe.id_production_group_content) END,
          id_product_version = coalesce(p_id_product_version, pe.id_product_version),
-         c_description = coalesce(p_description, ''),
-         c_solution = coalesce(p_solution, ''),
-         b_reject = coalesce(p_reject, false),
-         b_reaction = coalesce(p_reaction, false),
-         id_plan_order_repair = p_id_plan_order_repair,
-         id_solver = CASE WHEN coalesce(p_solution, '') = '' THEN NULL
+         c_description = CASE WHEN v_whole THEN coalesce(p_description, '')
+                              ELSE coalesce(p_description, pe.c_description) END,
+         c_solution = CASE WHEN v_whole THEN coalesce(p_solution, '')
+                           ELSE coalesce(p_solution, pe.c_solution) END,
+         b_reject = CASE WHEN v_whole THEN coalesce(p_reject, false)
+                         ELSE coalesce(p_reject, pe.b_reject) END,
+         b_reaction = CASE WHEN v_whole THEN coalesce(p_reaction, false)
+                           ELSE coalesce(p_reaction, pe.b_reaction) END,
+         id_plan_order_repair = CASE WHEN v_whole THEN p_id_plan_order_repair
+                                     ELSE coalesce(p_id_plan_order_repair, pe.id_plan_order_repair) END,
+         id_solver = CASE WHEN coalesce(p_solution, CASE WHEN v_whole THEN '' ELSE pe.c_solution END) = '' THEN NULL
                           WHEN pe.c_solution = '' THEN p_id_user
-                          ELSE pe.id_solver END
+                          ELSE pe.id_solver END,
+         n_version = coalesce(p_version, pe.n_version),
+         id_changer = p_id_user
    WHERE pe.id = p_id;
+  IF NOT FOUND THEN
+    RAISE EXCEPTION 'Дефект не найден: его удалил другой пользователь. Изменения не сохранены'
+      USING ERRCODE = 'no_data_found';
+  END IF;
   RETURN QUERY SELECT * FROM docs.v_process_exam WHERE id = p_id;
 END
 $$;
@@ -905,9 +982,11 @@ BEGIN
       USING ERRCODE = 'restrict_violation';
   END IF;
   DELETE FROM docs.t_process_exam pe WHERE pe.id = p_id;
-  IF FOUND THEN
-    RETURN QUERY SELECT p_id, v_name;
+  IF NOT FOUND THEN
+    RAISE EXCEPTION 'Дефект не найден: его уже удалил другой пользователь'
+      USING ERRCODE = 'no_data_found';
   END IF;
+  RETURN QUERY SELECT p_id, v_name;
 END
 $$;
 
@@ -1066,3 +1145,42 @@ $$;
 CREATE TRIGGER t_store_order_content_check
   BEFORE INSERT OR UPDATE OR DELETE ON docs.t_store_order_content
   FOR EACH ROW EXECUTE FUNCTION docs.f_store_order_content_check();
+
+-- ------------------------------------------------------ row versions -----
+
+-- Concurrent changes: a record that others may change at the same time
+-- carries n_version, which every update raises by one, and names who changed
+-- it last (id_changer) and when (d_change). An update that brings a version
+-- other than the stored one was made from a stale copy and is refused with
+-- the name of the user who changed the record in between and the time; an
+-- update that keeps the version unchanged (a script that does not pass one)
+-- is not checked. The changer is the one the update names, otherwise the
+-- database user's own account when there is one.
+CREATE FUNCTION sys.f_row_version() RETURNS trigger
+LANGUAGE plpgsql AS $$
+BEGIN
+  IF NEW.n_version IS DISTINCT FROM OLD.n_version THEN
+    RAISE EXCEPTION 'Запись уже изменил(а) % %. Изменения не сохранены: перечитайте запись и внесите их снова',
+      coalesce((SELECT u.c_name FROM sys.t_user u WHERE u.id = OLD.id_changer), 'другой пользователь'),
+      coalesce(to_char(OLD.d_change, 'DD.MM.YYYY HH24:MI:SS'), '')
+      USING ERRCODE = 'serialization_failure';
+  END IF;
+  NEW.n_version := OLD.n_version + 1;
+  NEW.d_change := clock_timestamp();
+  IF NEW.id_changer IS NOT DISTINCT FROM OLD.id_changer THEN
+    NEW.id_changer := coalesce((SELECT u.id FROM sys.t_user u WHERE u.c_login = session_user),
+                               NEW.id_changer);
+  END IF;
+  RETURN NEW;
+END
+$$;
+CREATE TRIGGER t_process_exam_version BEFORE UPDATE ON docs.t_process_exam
+  FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
+CREATE TRIGGER t_fault_type_version BEFORE UPDATE ON qms.t_fault_type
+  FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
+CREATE TRIGGER t_fault_code_version BEFORE UPDATE ON qms.t_fault_code
+  FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
+CREATE TRIGGER t_store_order_content_version BEFORE UPDATE ON docs.t_store_order_content
+  FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
+CREATE TRIGGER t_file_version BEFORE UPDATE ON lrg.t_file
+  FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();

@@ -10,19 +10,24 @@
 -- Scripts run with positional values (PROC_EXAM_MERGE, FILE_BYTEA_INSERT,
 -- FILE_OWNER_COPY, DOC_TEMPLATE_SELECT_ONCE) name each placeholder once, in
 -- the order of the values, and do not use :UserID.
+-- Updates of records that several users change (the register, the fault
+-- dictionary, order items, stored files) take the row version the client
+-- read (:n_version): the database refuses a stale one and names who changed
+-- the record (sys.f_row_version). Without a version only the given fields
+-- change.
 
 -- ------------------------------------------------------------ defects -----
 
 INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
 ('PROC_EXAM_SELECT',
- $q$SELECT id, n_pics, d_create, c_name, c_plan_order, c_version, c_exam_stage, c_serial, c_fault, c_description, c_status, c_solution, b_reject, id_plan_order, id_product_version, id_fault, id_production_group_content, c_exam_stage_sys_name, b_reaction, c_creator, id_plan_order_repair, c_plan_order_repair, id_creator, id_exam_stage, c_fault_description, d_solution FROM docs.v_process_exam ORDER BY d_create DESC, id DESC ;$q$,
+ $q$SELECT id, n_pics, d_create, c_name, c_plan_order, c_version, c_exam_stage, c_serial, c_fault, c_description, c_status, c_solution, b_reject, id_plan_order, id_product_version, id_fault, id_production_group_content, c_exam_stage_sys_name, b_reaction, c_creator, id_plan_order_repair, c_plan_order_repair, id_creator, id_exam_stage, c_fault_description, d_solution, n_version FROM docs.v_process_exam ORDER BY d_create DESC, id DESC ;$q$,
  'Реестр дефектов'),
 ('PROC_EXAM_INSERT',
  $q$SELECT * FROM docs.f_process_exam_insert(CAST(:UserID AS bigint), CAST(:c_exam_stage_sys_name AS text), NULLIF(CAST(:id_fault AS bigint), 0), NULLIF(CAST(:id_plan_order AS bigint), 0), NULLIF(CAST(:id_production_group_content AS bigint), 0), NULLIF(CAST(:id_product_version AS bigint), 0), CAST(:c_description AS text), CAST(:c_solution AS text), CAST(:b_reject AS boolean), CAST(:b_reaction AS boolean), NULLIF(CAST(:id_plan_order_repair AS bigint), 0)) ;$q$,
  'Новый дефект; номер документа и статус назначает база'),
 ('PROC_EXAM_UPDATE',
- $q$SELECT * FROM docs.f_process_exam_update(CAST(:id AS bigint), CAST(:UserID AS bigint), CAST(:c_exam_stage_sys_name AS text), NULLIF(CAST(:id_fault AS bigint), 0), NULLIF(CAST(:id_plan_order AS bigint), 0), NULLIF(CAST(:id_production_group_content AS bigint), 0), NULLIF(CAST(:id_product_version AS bigint), 0), CAST(:c_description AS text), CAST(:c_solution AS text), CAST(:b_reject AS boolean), CAST(:b_reaction AS boolean), NULLIF(CAST(:id_plan_order_repair AS bigint), 0)) ;$q$,
- 'Изменение дефекта'),
+ $q$SELECT * FROM docs.f_process_exam_update(CAST(:id AS bigint), CAST(:UserID AS bigint), CAST(:c_exam_stage_sys_name AS text), NULLIF(CAST(:id_fault AS bigint), 0), NULLIF(CAST(:id_plan_order AS bigint), 0), NULLIF(CAST(:id_production_group_content AS bigint), 0), NULLIF(CAST(:id_product_version AS bigint), 0), CAST(:c_description AS text), CAST(:c_solution AS text), CAST(:b_reject AS boolean), CAST(:b_reaction AS boolean), NULLIF(CAST(:id_plan_order_repair AS bigint), 0), CAST(:n_version AS integer) ) ;$q$,
+ 'Изменение дефекта; устаревшая версия записи или удаленный дефект - отказ'),
 ('PROC_EXAM_DELETE',
  $q$SELECT id, c_name FROM docs.f_process_exam_delete(CAST(:id AS bigint)) ;$q$,
  'Удаление непроанализированного дефекта'),
@@ -72,28 +77,28 @@ INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
 -- ------------------------------------------------ fault dictionary -----
 
 ('FAULT_TYPE_SELECT',
- $q$SELECT id, c_name, c_sys_name, c_prefix FROM qms.t_fault_type ORDER BY c_name ;$q$,
+ $q$SELECT id, c_name, c_sys_name, c_prefix, n_version FROM qms.t_fault_type ORDER BY c_name ;$q$,
  'Типы дефектов'),
 ('FAULT_TYPE_INSERT',
- $q$INSERT INTO qms.t_fault_type (c_name, c_sys_name, c_prefix) VALUES (CAST(:c_name AS text), trim(CAST(:c_sys_name AS text) ), coalesce(CAST(:c_prefix AS text), '')) RETURNING id, c_name, c_sys_name, c_prefix ;$q$,
+ $q$INSERT INTO qms.t_fault_type (c_name, c_sys_name, c_prefix) VALUES (CAST(:c_name AS text), trim(CAST(:c_sys_name AS text) ), coalesce(CAST(:c_prefix AS text), '')) RETURNING id, c_name, c_sys_name, c_prefix, n_version ;$q$,
  'Новый тип дефекта со своим счетчиком'),
 ('FAULT_TYPE_UPDATE',
- $q$UPDATE qms.t_fault_type SET c_name = CAST(:c_name AS text), c_prefix = coalesce(CAST(:c_prefix AS text), c_prefix) WHERE c_sys_name = CAST(:c_sys_name AS text) RETURNING id, c_name, c_sys_name, c_prefix ;$q$,
+ $q$UPDATE qms.t_fault_type SET c_name = coalesce(CAST(:c_name AS text), c_name), c_prefix = coalesce(CAST(:c_prefix AS text), c_prefix), n_version = coalesce(CAST(:n_version AS integer), n_version), id_changer = CAST(:UserID AS bigint) WHERE c_sys_name = CAST(:c_sys_name AS text) RETURNING id, c_name, c_sys_name, c_prefix, n_version ;$q$,
  'Изменение типа дефекта (по системному имени счетчика)'),
 ('FAULT_TYPE_DELETE',
- $q$DELETE FROM qms.t_fault_type WHERE c_sys_name = CAST(:c_sys_name AS text) RETURNING id, c_name, c_sys_name, c_prefix ;$q$,
+ $q$DELETE FROM qms.t_fault_type WHERE c_sys_name = CAST(:c_sys_name AS text) RETURNING id, c_name, c_sys_name, c_prefix, n_version ;$q$,
  'Удаление типа дефекта без кодов'),
 ('FAULT_CODE_SELECT',
- $q$SELECT id, c_name, c_description, id_type FROM qms.t_fault_code ORDER BY id_type, id ;$q$,
+ $q$SELECT id, c_name, c_description, id_type, n_version FROM qms.t_fault_code ORDER BY id_type, id ;$q$,
  'Коды дефектов'),
 ('FAULT_CODE_INSERT',
- $q$SELECT id, c_name, c_description, id_type FROM qms.f_fault_code_insert(CAST(:id_type AS bigint), CAST(:c_description AS text)) ;$q$,
+ $q$SELECT id, c_name, c_description, id_type, n_version FROM qms.f_fault_code_insert(CAST(:id_type AS bigint), CAST(:c_description AS text)) ;$q$,
  'Новый код дефекта: префикс типа и следующий номер счетчика'),
 ('FAULT_CODE_UPDATE',
- $q$UPDATE qms.t_fault_code SET c_description = coalesce(CAST(:c_description AS text), ''), id_type = CAST(:id_type AS bigint) WHERE id = CAST(:id AS bigint) RETURNING id, c_name, c_description, id_type ;$q$,
+ $q$UPDATE qms.t_fault_code SET c_description = coalesce(CAST(:c_description AS text), c_description), id_type = coalesce(CAST(:id_type AS bigint), id_type), n_version = coalesce(CAST(:n_version AS integer), n_version), id_changer = CAST(:UserID AS bigint) WHERE id = CAST(:id AS bigint) RETURNING id, c_name, c_description, id_type, n_version ;$q$,
  'Изменение описания или типа кода'),
 ('FAULT_CODE_DELETE',
- $q$DELETE FROM qms.t_fault_code WHERE id = CAST(:id AS bigint) RETURNING id, c_name, c_description, id_type ;$q$,
+ $q$DELETE FROM qms.t_fault_code WHERE id = CAST(:id AS bigint) RETURNING id, c_name, c_description, id_type, n_version ;$q$,
  'Удаление неиспользуемого кода'),
 
 -- --------------------------------------------- plans and production -----
@@ -105,7 +110,7 @@ INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
  $q$SELECT v.id, inv.c_full_version_name(v.id) AS c_name, u.c_name AS c_sys_name, u.id AS id_unit FROM prod.tl_unit_product_version l JOIN prod.t_reference_units u ON u.id = l.id_unit JOIN inv.t_product_version v ON v.id = l.id_product_version ORDER BY u.c_name, 2 ;$q$,
  'Изделия (версии), выпускаемые участками; c_sys_name - участок'),
 ('PLAN_ORDER_FOR_REJECT_SELECT',
- $q$SELECT po.id, po.id_doc, po.id_unit, po.id_prod_ver, d.c_name AS c_plan_name, inv.c_full_version_name(po.id_prod_ver) AS c_prod_ver, po.c_coment, po.n_qnt, po.d_create, po.d_close, ru.c_name AS c_unit FROM docs.t_plan_order po JOIN docs.t_doc d ON d.id = po.id_doc JOIN prod.t_reference_units ru ON ru.id = po.id_unit CROSS JOIN (SELECT CAST(:id_unit AS bigint) AS id_unit, CAST(:id_version AS bigint) AS id_version, NULLIF(trim(CAST(:c_serial AS text) ), '') AS c_serial) p WHERE po.id_prod_ver IS NOT NULL AND NOT po.b_is_del AND NOT d.b_is_del AND (p.id_unit IS NULL OR po.id_unit = p.id_unit) AND (p.id_version IS NULL OR po.id_prod_ver = p.id_version) AND (p.c_serial IS NULL OR EXISTS (SELECT 1 FROM docs.t_production_group_content pgc WHERE pgc.id_plan_order = po.id AND pgc.c_serial ILIKE '%' || p.c_serial || '%')) ORDER BY po.d_create DESC, po.id DESC ;$q$,
+ $q$SELECT po.id, po.id_doc, po.id_unit, po.id_prod_ver, d.c_name AS c_plan_name, inv.c_full_version_name(po.id_prod_ver) AS c_prod_ver, po.c_coment, po.n_qnt, po.d_create, po.d_close, ru.c_name AS c_unit FROM docs.t_plan_order po JOIN docs.t_doc d ON d.id = po.id_doc JOIN prod.t_reference_units ru ON ru.id = po.id_unit CROSS JOIN (SELECT CAST(:id_unit AS bigint) AS id_unit, CAST(:id_version AS bigint) AS id_version, NULLIF(trim(CAST(:c_serial AS text) ), '') AS c_serial) p WHERE po.id_prod_ver IS NOT NULL AND NOT po.b_is_del AND NOT d.b_is_del AND (p.id_unit IS NULL OR po.id_unit = p.id_unit) AND (p.id_version IS NULL OR po.id_prod_ver = p.id_version) AND (p.c_serial IS NULL OR EXISTS (SELECT 1 FROM docs.t_production_group_content pgc WHERE pgc.id_plan_order = po.id AND pgc.c_serial ILIKE '%' || sys.f_like_escape(p.c_serial) || '%')) ORDER BY po.d_create DESC, po.id DESC ;$q$,
  'Производственные планы для дефекта: участок, изделие, часть серийного номера (пустые - без отбора)'),
 ('PLAN_ORDER_TYPE_SELECT',
  $q$SELECT id, c_name FROM docs.t_plan_order_type ORDER BY c_name ;$q$,
@@ -114,13 +119,13 @@ INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
  $q$SELECT id, c_name, c_coment, id_unit, id_prod_ver, id_type, n_priority, n_qnt, d_shipment_plan, id_state, id_store_order FROM docs.f_plan_order_insert(CAST(:UserID AS bigint), CAST(:id_type AS bigint), CAST(:id_unit AS bigint), NULLIF(CAST(:id_prod_ver AS bigint), 0), CAST(:c_coment AS text), CAST(:n_priority AS integer), CAST(:n_qnt AS integer), CAST(:d_shipment_plan AS date)) ;$q$,
  'Новый (ремонтный) план'),
 ('PLAN_ORDER_CONTENT_SELECT',
- $q$SELECT c.id, c.id_store_order, c.id_item_family, f.c_name, c.n_qnt_require, c.n_qnt_giveout FROM docs.t_store_order_content c JOIN dirs.t_item_family f ON f.id = c.id_item_family WHERE c.id_store_order = CAST(:id_store_order AS bigint) ORDER BY f.c_name, c.id ;$q$,
+ $q$SELECT c.id, c.id_store_order, c.id_item_family, f.c_name, c.n_qnt_require, c.n_qnt_giveout, c.n_version FROM docs.t_store_order_content c JOIN dirs.t_item_family f ON f.id = c.id_item_family WHERE c.id_store_order = CAST(:id_store_order AS bigint) ORDER BY f.c_name, c.id ;$q$,
  'Состав заказа на склад по плану'),
 ('PLAN_ORDER_CONTENT_INSERT',
- $q$WITH i AS (INSERT INTO docs.t_store_order_content (id_store_order, id_item_family, n_qnt_require, n_qnt_giveout) VALUES (CAST(:id_store_order AS bigint), CAST(:id_item_family AS bigint), CAST(:n_qnt_require AS numeric), CAST(:n_qnt_giveout AS numeric)) RETURNING *) SELECT i.id, i.id_store_order, i.id_item_family, f.c_name, i.n_qnt_require, i.n_qnt_giveout FROM i JOIN dirs.t_item_family f ON f.id = i.id_item_family ;$q$,
+ $q$WITH i AS (INSERT INTO docs.t_store_order_content (id_store_order, id_item_family, n_qnt_require, n_qnt_giveout) VALUES (CAST(:id_store_order AS bigint), CAST(:id_item_family AS bigint), CAST(:n_qnt_require AS numeric), CAST(:n_qnt_giveout AS numeric)) RETURNING *) SELECT i.id, i.id_store_order, i.id_item_family, f.c_name, i.n_qnt_require, i.n_qnt_giveout, i.n_version FROM i JOIN dirs.t_item_family f ON f.id = i.id_item_family ;$q$,
  'Новая позиция заказа'),
 ('PLAN_ORDER_CONTENT_UPDATE',
- $q$WITH u AS (UPDATE docs.t_store_order_content SET id_item_family = CAST(:id_item_family AS bigint), n_qnt_require = CAST(:n_qnt_require AS numeric), n_qnt_giveout = CAST(:n_qnt_giveout AS numeric) WHERE id = CAST(:id AS bigint) RETURNING *) SELECT u.id, u.id_store_order, u.id_item_family, f.c_name, u.n_qnt_require, u.n_qnt_giveout FROM u JOIN dirs.t_item_family f ON f.id = u.id_item_family ;$q$,
+ $q$WITH u AS (UPDATE docs.t_store_order_content SET id_item_family = coalesce(CAST(:id_item_family AS bigint), id_item_family), n_qnt_require = coalesce(CAST(:n_qnt_require AS numeric), n_qnt_require), n_qnt_giveout = CASE WHEN CAST(:n_version AS integer) IS NULL THEN coalesce(CAST(:n_qnt_giveout AS numeric), n_qnt_giveout) ELSE CAST(:n_qnt_giveout AS numeric) END, n_version = coalesce(CAST(:n_version AS integer), n_version), id_changer = CAST(:UserID AS bigint) WHERE id = CAST(:id AS bigint) RETURNING *) SELECT u.id, u.id_store_order, u.id_item_family, f.c_name, u.n_qnt_require, u.n_qnt_giveout, u.n_version FROM u JOIN dirs.t_item_family f ON f.id = u.id_item_family ;$q$,
  'Изменение позиции заказа'),
 ('PLAN_ORDER_CONTENT_DELETE',
  $q$DELETE FROM docs.t_store_order_content WHERE id = CAST(:id AS bigint) RETURNING id, id_store_order, id_item_family ;$q$,
@@ -162,13 +167,13 @@ INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
 -- ------------------------------------------------------------- files -----
 
 ('FILE_OWNER_SELECT',
- $q$SELECT id, c_table, n_key, c_comment, c_file, n_crc, n_size, id_creator, d_create, bl_file, id_file_owner, c_creator FROM lrg.v_file_owner WHERE c_table = CAST(:c_table AS text) AND n_key = CAST(:n_key AS bigint) ORDER BY id_file_owner ;$q$,
+ $q$SELECT id, c_table, n_key, c_comment, c_file, n_crc, n_size, id_creator, d_create, bl_file, id_file_owner, c_creator, n_version FROM lrg.v_file_owner WHERE c_table = CAST(:c_table AS text) AND n_key = CAST(:n_key AS bigint) ORDER BY id_file_owner ;$q$,
  'Вложения записи (id - идентификатор файла)'),
 ('FILE_OWNER_INSERT',
- $q$SELECT id, c_table, n_key, c_comment, c_file, n_crc, n_size, id_creator, d_create, id_file_owner, c_creator FROM lrg.f_file_owner_insert(CAST(:id AS bigint), CAST(:c_table AS text), CAST(:n_key AS bigint), CAST(:c_file AS text), CAST(:c_comment AS text), CAST(:n_crc AS bigint), CAST(:n_size AS bigint), CAST(:UserID AS bigint)) ;$q$,
+ $q$SELECT id, c_table, n_key, c_comment, c_file, n_crc, n_size, id_creator, d_create, id_file_owner, c_creator, n_version FROM lrg.f_file_owner_insert(CAST(:id AS bigint), CAST(:c_table AS text), CAST(:n_key AS bigint), CAST(:c_file AS text), CAST(:c_comment AS text), CAST(:n_crc AS bigint), CAST(:n_size AS bigint), CAST(:UserID AS bigint)) ;$q$,
  'Прикрепить файл к записи'),
 ('FILE_OWNER_UPDATE',
- $q$WITH u AS (UPDATE lrg.t_file SET c_comment = CAST(:c_comment AS text) WHERE id = CAST(:id AS bigint) RETURNING *) SELECT u.id, o.c_table, o.n_key, u.c_comment, u.c_file, u.n_crc, u.n_size, u.id_creator, u.d_create, o.id AS id_file_owner FROM u JOIN lrg.t_file_owner o ON o.id_file = u.id AND o.c_table = CAST(:c_table AS text) AND o.n_key = CAST(:n_key AS bigint) ;$q$,
+ $q$WITH u AS (UPDATE lrg.t_file SET c_comment = CASE WHEN CAST(:n_version AS integer) IS NULL THEN coalesce(CAST(:c_comment AS text), c_comment) ELSE CAST(:c_comment AS text) END, n_version = coalesce(CAST(:n_version AS integer), n_version), id_changer = CAST(:UserID AS bigint) WHERE id = CAST(:id AS bigint) RETURNING *) SELECT u.id, o.c_table, o.n_key, u.c_comment, u.c_file, u.n_crc, u.n_size, u.id_creator, u.d_create, o.id AS id_file_owner, u.n_version FROM u JOIN lrg.t_file_owner o ON o.id_file = u.id AND o.c_table = CAST(:c_table AS text) AND o.n_key = CAST(:n_key AS bigint) ;$q$,
  'Изменение описания файла'),
 ('FILE_OWNER_DELETE',
  $q$SELECT id, b_file_deleted FROM lrg.f_file_owner_delete(CAST(:id AS bigint), CAST(:c_table AS text), CAST(:n_key AS bigint), CAST(:UserID AS bigint)) ;$q$,

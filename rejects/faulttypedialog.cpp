@@ -28,6 +28,7 @@ FaultTypeDialog::FaultTypeDialog(QWidget *parent)
     m_types->addColumn(QStringLiteral("c_name"), QVariant::String, true, tr("Тип"), 0, 500);
     m_types->addColumn(QStringLiteral("c_sys_name"), QVariant::String, false, QString(), 0, 100);
     m_types->addColumn(QStringLiteral("c_prefix"), QVariant::String, false, QString(), 0, 100);
+    m_types->addColumn(QStringLiteral("n_version"), QVariant::Int, false, QString(), 0, 100);
     m_types->setView(ui->tvType);
     m_types->open();
 

@@ -74,6 +74,8 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
     hidden(t, QStringLiteral("c_creator"), String);
     hidden(t, QStringLiteral("id_plan_order_repair"), LongLong);
     hidden(t, QStringLiteral("c_plan_order_repair"), String);
+    // The row version the database checks on every save (concurrent changes).
+    hidden(t, QStringLiteral("n_version"), Int);
     t->setKeyField(QStringLiteral("id"));
     document->addTable(t);
 
@@ -140,6 +142,7 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
     hidden(t, QStringLiteral("c_comment"), String);
     hidden(t, QStringLiteral("bl_file"), ByteArray);
     hidden(t, QStringLiteral("n_crc"), LongLong);
+    hidden(t, QStringLiteral("n_version"), Int);
     document->addTable(t);
 
     // 8. Fault types.
@@ -150,6 +153,7 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
     hidden(t, QStringLiteral("c_name"), String);
     hidden(t, QStringLiteral("c_sys_name"), String);
     hidden(t, QStringLiteral("c_prefix"), String);
+    hidden(t, QStringLiteral("n_version"), Int);
     document->addTable(t);
 
     // 9. Fault codes.
@@ -161,6 +165,7 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
     t->addColumn(QStringLiteral("c_description"), String, true, QStringLiteral("Описание"), 0, 100,
                  QVariant(), 64);
     hidden(t, QStringLiteral("id_type"), LongLong, 0, 0, 2);
+    hidden(t, QStringLiteral("n_version"), Int);
     t->setKeyField(QStringLiteral("id"));
     document->addTable(t);
 
@@ -311,6 +316,7 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
     hidden(t, QStringLiteral("id"), LongLong);
     hidden(t, QStringLiteral("id_item_family"), LongLong);
     hidden(t, QStringLiteral("id_store_order"), LongLong);
+    hidden(t, QStringLiteral("n_version"), Int);
     document->addTable(t);
 
     // 21.-23. Item families, item types, families in store.

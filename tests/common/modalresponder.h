@@ -19,7 +19,8 @@ class QWidget;
 // modal window for which no answer is queued is closed (rejected) and
 // counted in unexpected(), so a test never hangs on a box it did not foresee
 // and can check that nothing was said. Message boxes are recorded in
-// messages() as "title|text".
+// messages() as "title|text". Once a check of the running test has failed
+// (also a QVERIFY inside an answer), every modal window is closed at once.
 //
 //   ModalResponder modal;
 //   modal.expect(ModalResponder::pressButton(QMessageBox::Ok));

@@ -382,7 +382,7 @@ void TestDataSet::getDocument_buildsOnceAndPublishesEarly()
                           "t_quality_control_works_reject", "t_reject_notification"}));
 
     QDataTable *exam = document->getTable(QStringLiteral("t_process_exam"));
-    QCOMPARE(exam->columnCount(), 22);
+    QCOMPARE(exam->columnCount(), 23);
     QCOMPARE(exam->keyField(), QStringLiteral("id"));
     const colInfo &pics = exam->getColumns().at(1);
     QCOMPARE(pics.name, QStringLiteral("n_pics"));

@@ -8,6 +8,7 @@
 #include "pgtestdb.h"
 #include "testmain.h"
 
+#include <QDate>
 #include <QFile>
 #include <QLibrary>
 #include <QRegularExpression>
@@ -143,6 +144,14 @@ private slots:
     void merge_movesDiscussionPicturesLinksAndRemovesSource();
     void constraints_refuseOrphansAndDefectWithoutStage_data();
     void constraints_refuseOrphansAndDefectWithoutStage();
+    void implausibleValues_refusedWithReason_data();
+    void implausibleValues_refusedWithReason();
+    void updates_refuseStaleVersionNamingChanger_data();
+    void updates_refuseStaleVersionNamingChanger();
+    void defectGone_updateAndDeleteRefused();
+    void defectUpdate_withoutVersionKeepsFieldsNotGiven();
+    void planSearch_takesUserTextLiterally_data();
+    void planSearch_takesUserTextLiterally();
     void rights_ofDemoUsers();
 
 private:
@@ -1219,6 +1228,148 @@ void TestDb::constraints_refuseOrphansAndDefectWithoutStage()
 {
     QFETCH(QString, sql);
     QVERIFY2(!failureSql(sql).isEmpty(), "the database accepted it");
+}
+
+// ------------------------------------------- values and concurrent saves ---
+
+void TestDb::implausibleValues_refusedWithReason_data()
+{
+    QTest::addColumn<QString>("sql");
+    QTest::addColumn<QString>("reason");
+    const QString content =
+        QStringLiteral("UPDATE docs.t_store_order_content SET %1 WHERE id = (SELECT min(id) FROM "
+                       "docs.t_store_order_content)");
+    const QString plan = QStringLiteral(
+        "UPDATE docs.t_plan_order SET d_shipment_plan = %1 WHERE id = (SELECT min(id) FROM "
+        "docs.t_plan_order)");
+    QTest::newRow("NaN quantity") << content.arg("n_qnt_require = 'NaN'") << "Требуемое количество";
+    QTest::newRow("NaN given out") << content.arg("n_qnt_giveout = 'NaN'") << "Выданное количество";
+    QTest::newRow("4713 BC") << plan.arg("'4713-01-01 BC'") << "Дата отгрузки";
+    QTest::newRow("5874897 AD") << plan.arg("'5874897-12-31'") << "Дата отгрузки";
+    QTest::newRow("infinity") << plan.arg("'infinity'") << "Дата отгрузки";
+    QTest::newRow("work begun in 1899")
+        << "UPDATE qms.t_quality_control_works SET d_start = '1899-12-31' WHERE id = (SELECT "
+           "min(id) FROM qms.t_quality_control_works)"
+        << "Дата начала";
+}
+
+void TestDb::implausibleValues_refusedWithReason()
+{
+    QFETCH(QString, sql);
+    QFETCH(QString, reason);
+    const QString error = failureSql(sql);
+    QVERIFY2(error.contains(reason), qPrintable(error));
+}
+
+void TestDb::updates_refuseStaleVersionNamingChanger_data()
+{
+    QTest::addColumn<QString>("script");
+    QTest::addColumn<QString>("row");
+    QTest::addColumn<QString>("field");
+    QTest::addColumn<QVariant>("value");
+    QTest::newRow("defect") << "PROC_EXAM_UPDATE"
+                            << "SELECT * FROM docs.v_process_exam WHERE c_description LIKE "
+                               "'Смещение дросселя%'"
+                            << "c_solution" << QVariant("Изделие годно.");
+    QTest::newRow("fault code") << "FAULT_CODE_UPDATE"
+                                << "SELECT * FROM qms.t_fault_code WHERE c_name = 'KIT-2'"
+                                << "c_description" << QVariant("Нет паспорта и этикетки");
+    QTest::newRow("fault type") << "FAULT_TYPE_UPDATE"
+                                << "SELECT * FROM qms.t_fault_type WHERE c_sys_name = 'KIT'"
+                                << "c_name" << QVariant("Комплектность поставки");
+    QTest::newRow("order item")
+        << "PLAN_ORDER_CONTENT_UPDATE"
+        << "SELECT * FROM docs.t_store_order_content WHERE id_store_order IN (SELECT id FROM "
+           "docs.t_plan_order WHERE id_state <> 2) ORDER BY id LIMIT 1"
+        << "n_qnt_require" << QVariant(7);
+    QTest::newRow("stored file") << "FILE_OWNER_UPDATE"
+                                 << "SELECT * FROM lrg.v_file_owner ORDER BY id LIMIT 1"
+                                 << "c_comment" << QVariant("Снимок платы");
+}
+
+// Two users hold the same record; the first one's save raises the version,
+// the second one's (from the older copy) is refused and names the first.
+void TestDb::updates_refuseStaleVersionNamingChanger()
+{
+    QFETCH(QString, script);
+    QFETCH(QString, row);
+    QFETCH(QString, field);
+    QFETCH(QVariant, value);
+
+    QSqlQuery read(db());
+    QVERIFY2(read.exec(row) && read.next(), qPrintable(read.lastError().text()));
+    QVariantMap record;
+    for (int i = 0; i < read.record().count(); ++i)
+        record[read.record().fieldName(i)] = read.value(i);
+    const int version = record.value("n_version").toInt();
+    QVERIFY(version > 0);
+
+    QVariantMap mine = record;
+    mine[field] = value;
+    QSqlQuery saved = runScript(script, mine);
+    QVERIFY2(saved.first(), qPrintable(saved.lastError().text()));
+    QCOMPARE(saved.record().value("n_version").toInt(), version + 1);
+    QCOMPARE(saved.record().value(field).toString(), value.toString());
+
+    const QString stale = failure(script, record);
+    QVERIFY2(stale.contains(QStringLiteral("Кузнецова А.С.")) &&
+                 stale.contains(QDate::currentDate().toString(QStringLiteral("dd.MM.yyyy"))),
+             qPrintable(stale));
+    QSqlQuery now(db());
+    QVERIFY(now.exec(row) && now.next());
+    QCOMPARE(now.record().value(field).toString(), value.toString());
+}
+
+void TestDb::defectGone_updateAndDeleteRefused()
+{
+    QSqlQuery read = run(QStringLiteral("SELECT * FROM docs.v_process_exam WHERE c_description "
+                                        "LIKE 'После прогона 24 ч%'"));
+    QVERIFY(read.first());
+    QVariantMap record;
+    for (int i = 0; i < read.record().count(); ++i)
+        record[read.record().fieldName(i)] = read.value(i);
+    QVERIFY(run(QStringLiteral("DELETE FROM docs.t_process_exam WHERE id = %1")
+                    .arg(record.value("id").toLongLong()))
+                .isActive());
+    QVERIFY(failure(QStringLiteral("PROC_EXAM_UPDATE"), record).contains("удалил"));
+    QVERIFY(failure(QStringLiteral("PROC_EXAM_DELETE"), record).contains("удалил"));
+}
+
+// A record that carries only some fields (and no version) changes only those.
+void TestDb::defectUpdate_withoutVersionKeepsFieldsNotGiven()
+{
+    const QString row = QStringLiteral(
+        "SELECT * FROM docs.v_process_exam WHERE c_description LIKE 'Пробой изоляции%'");
+    QSqlQuery before = run(row);
+    QVERIFY(before.first());
+    const QSqlRecord old = before.record();
+    QSqlQuery saved = runScript(QStringLiteral("PROC_EXAM_UPDATE"),
+                                {{"id", old.value("id")}, {"c_description", "Пробой изоляции."}});
+    QVERIFY2(saved.first(), qPrintable(saved.lastError().text()));
+    const QSqlRecord now = saved.record();
+    QCOMPARE(now.value("c_description").toString(), QStringLiteral("Пробой изоляции."));
+    for (const char *kept : {"c_solution", "b_reject", "b_reaction", "id_fault", "id_plan_order",
+                             "id_production_group_content", "id_plan_order_repair", "c_exam_stage"})
+        QVERIFY2(now.value(kept) == old.value(kept), kept);
+}
+
+void TestDb::planSearch_takesUserTextLiterally_data()
+{
+    QTest::addColumn<QString>("serial");
+    QTest::addColumn<bool>("found");
+    QTest::newRow("percent") << "%" << false;
+    QTest::newRow("underscore") << "_" << false;
+    QTest::newRow("backslash") << "\\" << false;
+    QTest::newRow("part of a serial") << "-" << true;
+}
+
+void TestDb::planSearch_takesUserTextLiterally()
+{
+    QFETCH(QString, serial);
+    QFETCH(bool, found);
+    QSqlQuery q = runScript(QStringLiteral("PLAN_ORDER_FOR_REJECT_SELECT"), {{"c_serial", serial}});
+    QVERIFY2(q.isActive(), qPrintable(q.lastError().text()));
+    QCOMPARE(q.first(), found);
 }
 
 REJECTS_TEST_MAIN(TestDb)

@@ -1,4 +1,5 @@
 #include "loggedinconnection.h"
+#include "modalresponder.h"
 #include "pgtestdb.h"
 #include "producttreedialog.h"
 #include "qdataset.h"
@@ -39,7 +40,9 @@ private slots:
     void initTestCase();
     void cleanupTestCase();
     void init();
+    void cleanup();
 
+    void modalAnswer_failedCheckFailsAtOnce();
     void decoration_followsDecisionRejectAndReaction();
     void newDefect_disablesNewUntilSavedOrDiscarded();
     void cut_enablesMergeOnAnotherRowOnly();
@@ -76,6 +79,7 @@ private:
     QDataSet *m_set = nullptr;
     QDataTable *m_table = nullptr;
     RejectsView *m_view = nullptr;
+    QScopedPointer<ModalResponder> m_modal;
     QString m_boxText;
 };
 
@@ -113,6 +117,38 @@ void TestList::init()
     combo(QStringLiteral("cbStage"))->setCurrentIndex(0);
     combo(QStringLiteral("cbProduct"))->setCurrentIndex(0);
     QVERIFY(m_table->rowCount() > 10);
+    m_modal.reset(new ModalResponder);
+}
+
+void TestList::cleanup()
+{
+    m_modal.reset();
+}
+
+// A failed check inside a modal answer fails the test at once instead of
+// leaving the window open until the time limit: run in a child process of
+// this program, whose failing answer must end it quickly.
+void TestList::modalAnswer_failedCheckFailsAtOnce()
+{
+    if (qEnvironmentVariableIsSet("REJECTS_FAILING_ANSWER")) {
+        m_modal->expect([](QWidget *) { QVERIFY2(false, "a failing answer"); });
+        QMessageBox::information(nullptr, QStringLiteral("Внимание"), QStringLiteral("Ответ"));
+        return;
+    }
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("REJECTS_FAILING_ANSWER"), QStringLiteral("1"));
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("modalAnswer_failedCheckFailsAtOnce")});
+    const bool finished = child.waitForFinished(60000);
+    if (!finished) {
+        child.kill();
+        child.waitForFinished();
+    }
+    QVERIFY2(finished, "a failing modal answer left its window open");
+    QVERIFY(child.exitCode() != 0);
+    QVERIFY(child.readAllStandardOutput().contains("a failing answer"));
 }
 
 QAction *TestList::action(const QString &name) const
@@ -171,14 +207,11 @@ QVariant TestList::dbValue(const QString &sql) const
 void TestList::answerNextBox(QMessageBox::StandardButton button)
 {
     m_boxText.clear();
-    QTimer::singleShot(0, this, [this, button]() {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        if (!box) {
-            answerNextBox(button); // not shown yet
-            return;
-        }
+    m_modal->expect([this, button](QWidget *modal) {
+        auto *box = qobject_cast<QMessageBox *>(modal);
+        QVERIFY(box);
         m_boxText = box->windowTitle() + QLatin1Char('|') + box->text();
-        box->button(button)->click();
+        ModalResponder::pressButton(button)(box);
     });
 }
 
@@ -644,8 +677,8 @@ void TestList::productTree_selectsProductFilter()
     QVERIFY(version && !name.isEmpty());
 
     bool recursiveShown = true;
-    QTimer::singleShot(0, this, [&]() {
-        auto *dialog = qobject_cast<ProductTreeDialog *>(QApplication::activeModalWidget());
+    m_modal->expect([&](QWidget *modal) {
+        auto *dialog = qobject_cast<ProductTreeDialog *>(modal);
         QVERIFY(dialog);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("Изделия"));
         recursiveShown =
@@ -715,8 +748,8 @@ void TestList::task_createsTaskAndReportsIt()
     const int tasks = dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
 
     m_boxText.clear();
-    QTimer::singleShot(0, this, [this]() {
-        QDialog *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
+    m_modal->expect([this](QWidget *modal) {
+        QDialog *dialog = qobject_cast<QDialog *>(modal);
         QVERIFY(dialog);
         auto *executor = dialog->findChild<QComboBox *>(QStringLiteral("cbExecutor"));
         QVERIFY(executor && executor->count() > 0);
