@@ -6,6 +6,7 @@
 #include "modalresponder.h"
 #include "pgtestdb.h"
 #include "qsqlconnection.h"
+#include "spelltextedit.h"
 #include "taskdialog.h"
 #include "testmain.h"
 
@@ -134,6 +135,7 @@ void TestComments::plainComment_onlyTextBox()
     QVERIFY(dialog.findChild<QCheckBox *>(QStringLiteral("chkCorrection"))->isHidden());
     QVERIFY(dialog.findChild<QCheckBox *>(QStringLiteral("cbReject"))->isHidden());
     QVERIFY(!okButton(&dialog)->isEnabled());
+    QVERIFY(qobject_cast<SpellTextEdit *>(comment(&dialog)));
 
     comment(&dialog)->setPlainText(QStringLiteral("Проверить партию"));
     QVERIFY(okButton(&dialog)->isEnabled());
