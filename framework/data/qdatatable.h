@@ -16,6 +16,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <QVector>
+#include <functional>
 
 class QDataTableModel;
 class QDataTableItem;
@@ -65,8 +66,10 @@ enum idxType { itNone = 0, itKey = 1, itValue = 2 };
 //                                   commit writes it
 //   Qt::UserRole + 3 (259)          the row state, first column only
 //   Qt::UserRole + 4 (260)          the lock state, first column only
-// A row is identified by the address of its first item, so that the identity
-// survives sorting and the removal of other rows; the three pending lists
+// A row is identified by its serial number in the table, tagged with the
+// table's fill generation, so that the identity survives sorting and the
+// removal of other rows, and an identity of a row that is gone (removed, or
+// from before a refill or clear) answers -1 from rowOf; the three pending lists
 // (inserted, updated, deleted rows) hold identities, in the order in which
 // the rows got their state. A row added and deleted again before commit is
 // dropped by commit without any statement.
@@ -185,7 +188,7 @@ public:
     QList<qlonglong> insertedRows() const { return m_inserted; }
     QList<qlonglong> updatedRows() const { return m_updated; }
     QList<qlonglong> deletedRows() const { return m_deleted; }
-    // The row of an identity (address of the row's first item), -1 if gone.
+    // The row of an identity (see above), -1 if gone; any value is safe to pass.
     int rowOf(qlonglong identity) const;
     qlonglong identityOf(int row) const;
 
@@ -331,6 +334,12 @@ private:
     bool passes(const FilterInfo &filter, const QString &text) const;
     void setViewRowHidden(int row, bool hide);
     bool runStatement(const QString &sql, int row, QSqlQuery &query);
+    // Runs one statement per pending row, in order, until the list is empty
+    // or a statement fails; written(row, query) takes the row off the list.
+    bool commitPending(QList<qlonglong> &pending, const QString &sql, const char *kind,
+                       bool processEvents, const std::function<void(int, QSqlQuery &)> &written);
+    void removeCommittedRow(int row);
+    void takeWrittenRow(int row, QSqlQuery &query);
 
     QString m_selectSql, m_updateSql, m_insertSql, m_deleteSql;
     QString m_selectName, m_updateName, m_insertName, m_deleteName;
@@ -353,6 +362,7 @@ private:
     // the filter counts work on serials, so that filtering runs over compact
     // arrays instead of the cells.
     QVector<QDataTableItem *> m_serialItems; // serial -> first item, null when gone
+    quint32 m_generation = 0;                // bumped by clear(): part of every identity
     QVector<int> m_rowSerials;               // row -> serial, rebuilt after moves
     QVector<quint16> m_failed;               // serial -> active filters failed
     bool m_rowsMoved = false;

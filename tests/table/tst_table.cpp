@@ -334,8 +334,10 @@ void TestTable::insertedThenDeleted_sendsNoStatement()
     QVERIFY(table->deleteRow(row));
     QCOMPARE(table->insertedRows().size(), 1);
     QCOMPARE(table->deletedRows().size(), 1);
+    const qlonglong dropped = table->insertedRows().first();
 
     QVERIFY(table->commit());
+    QCOMPARE(table->rowOf(dropped), -1); // the row is gone: its identity is stale
     QCOMPARE(databaseRows().size(), scratchCount);
     QCOMPARE(table->rowCount(), scratchCount);
     QVERIFY(!table->isModified());
@@ -378,8 +380,10 @@ void TestTable::commit_newKeysReplaceTemporaryOnes()
     QCOMPARE(table->getField(QStringLiteral("id"), first).toLongLong(), -1LL);
     QCOMPARE(table->getField(QStringLiteral("id"), second).toLongLong(), -2LL);
     QSignalSpy changed(table, &QDataTable::dataChanged);
+    const qlonglong identity = table->insertedRows().first();
 
     QVERIFY(table->commit());
+    QCOMPARE(table->rowOf(identity), first);
     const QList<QStringList> rows = databaseRows();
     QCOMPARE(rows.size(), scratchCount + 2);
     const qlonglong firstKey = table->getField(QStringLiteral("id"), first).toLongLong();
@@ -397,6 +401,10 @@ void TestTable::commit_newKeysReplaceTemporaryOnes()
     QCOMPARE(table->locate(QStringLiteral("id"), -2LL), -1);
     // The next new row goes on counting down.
     QCOMPARE(table->getField(QStringLiteral("id"), table->newRow()).toLongLong(), -3LL);
+    // A refill frees every row: identities taken before it, or made up, find nothing.
+    QVERIFY(table->open());
+    QCOMPARE(table->rowOf(identity), -1);
+    QCOMPARE(table->rowOf(0x7fff0000deadLL), -1);
 }
 
 void TestTable::commit_emptyUpdateTextKeepsUpdatesPending()
