@@ -436,3 +436,30 @@ INSERT INTO docs.t_doc_template (c_type, c_name, c_description, c_html, c_script
   ('t_process_exam', 'Извещение о дефекте', 'Извещение для цеха-изготовителя',
    '<h3>ИЗВЕЩЕНИЕ О ДЕФЕКТЕ</h3><p>Прошу принять меры по дефекту {id_reason}.</p><p>{c_user}</p>',
    'var html = params.getParam("c_html"); html = html.replace("{id_reason}", params.getParam("id_reason")); html = html.replace("{c_user}", params.getParam("c_user")); document.setHtml(html);');
+
+-- ------------------------------------------------------ repair plans -----
+
+-- Repair plans that no defect may take: one closed after its repair (its
+-- items were issued first, a closed plan takes no changes), one deleted
+-- before it started.
+INSERT INTO docs.t_plan_order (id_doc, id_type, id_unit, c_coment, n_qnt, n_priority,
+                               d_shipment_plan, d_create, b_is_del)
+SELECT docs.f_doc_new('plan_order', (SELECT id FROM sys.t_user WHERE c_login = 'volkov')),
+       (SELECT id FROM docs.t_plan_order_type WHERE c_name = 'Ремонтный'), u.id, x.c_coment, 1,
+       500, current_date - x.n_days + 10, localtimestamp - make_interval(days => x.n_days),
+       x.b_is_del
+  FROM (VALUES (1, 'Цех сборки печатных плат', 'Ремонт КМ-3 по рекламации', 30, false),
+               (2, 'Участок механообработки', 'Доработка кронштейнов ШУ-10 (отменен)', 25, true)
+       ) AS x (n, c_unit, c_coment, n_days, b_is_del)
+  JOIN prod.t_reference_units u ON u.c_name = x.c_unit
+ ORDER BY x.n;
+
+INSERT INTO docs.t_store_order_content (id_store_order, id_item_family, n_qnt_require, n_qnt_giveout)
+SELECT po.id, f.id, x.n_qnt, x.n_qnt
+  FROM (VALUES ('Микроконтроллер STM32F103', 1), ('Клеммник винтовой 2 конт.', 2)) AS x (c_family, n_qnt)
+  JOIN dirs.t_item_family f ON f.c_name = x.c_family
+  CROSS JOIN docs.t_plan_order po
+ WHERE po.c_coment = 'Ремонт КМ-3 по рекламации';
+
+UPDATE docs.t_plan_order SET id_state = 2, d_close = d_create + interval '8 days'
+ WHERE c_coment = 'Ремонт КМ-3 по рекламации';
