@@ -1,5 +1,6 @@
 // Repair plans and the items of a repair against the demo database: the plan
-// form's checks and the quantity limits.
+// link list, a new plan saved or dropped with the defect, the plan form's
+// checks, the item catalogue's search, the quantity limits and the rights.
 
 #include "itemdialog.h"
 #include "loggedinconnection.h"
@@ -9,20 +10,29 @@
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
+#include "tabitemseditor.h"
 #include "testmain.h"
 
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QTableView>
+#include <QToolButton>
+#include <QTreeWidget>
 #include <memory>
 
 extern "C" QDataSet *getDocument(QObject *parent);
 
 namespace {
+
+const char *const repairedDefect = "На периодических испытаниях%";
+const char *const defectWithoutPlan = "Ток потребления%";
 
 template <typename T> T *child(QWidget *parent, const char *name)
 {
@@ -30,6 +40,29 @@ template <typename T> T *child(QWidget *parent, const char *name)
     if (!widget)
         qWarning() << "no widget" << name;
     return widget;
+}
+
+QStringList visibleChildren(QTreeWidget *tree, QTreeWidgetItem *parent)
+{
+    QStringList names;
+    const int count = parent ? parent->childCount() : tree->topLevelItemCount();
+    for (int i = 0; i < count; ++i) {
+        QTreeWidgetItem *item = parent ? parent->child(i) : tree->topLevelItem(i);
+        if (!item->isHidden())
+            names << item->text(0);
+    }
+    return names;
+}
+
+QTreeWidgetItem *visibleChild(QTreeWidget *tree, QTreeWidgetItem *parent, const QString &name)
+{
+    const int count = parent ? parent->childCount() : tree->topLevelItemCount();
+    for (int i = 0; i < count; ++i) {
+        QTreeWidgetItem *item = parent ? parent->child(i) : tree->topLevelItem(i);
+        if (!item->isHidden() && item->text(0) == name)
+            return item;
+    }
+    return nullptr;
 }
 
 } // namespace
@@ -42,12 +75,20 @@ private slots:
     void init();
     void cleanup();
 
+    void linkList_onlyFreeOpenPlans();
+    void newPlan_savedOnlyWithDefect_data();
+    void newPlan_savedOnlyWithDefect();
     void planForm_withNothingChosen_reportsType();
+    void search_deepFamily_keepsItsBranch();
     void itemDialog_limits_data();
     void itemDialog_limits();
+    void rights_data();
+    void rights();
 
 private:
     void login(const QString &user);
+    // Makes the defect current in the register and shows it in a new tab.
+    std::unique_ptr<TabItemsEditor> openDefect(const char *description);
     QVariant dbValue(const QString &sql);
 
     std::unique_ptr<PgTestDb> m_db;
@@ -83,6 +124,22 @@ void TestRepair::login(const QString &user)
         table->setConnection(m_connection->connection());
 }
 
+std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const char *description)
+{
+    QDataTable *exams = m_document->getTable(QStringLiteral("t_process_exam"));
+    exams->close();
+    exams->open(false, false);
+    const qint64 id = dbValue(QStringLiteral("SELECT id FROM docs.t_process_exam WHERE "
+                                             "c_description LIKE '%1'")
+                                  .arg(QString::fromUtf8(description)))
+                          .toLongLong();
+    if (exams->locate(QStringLiteral("id"), id) < 0)
+        qWarning() << "defect not listed" << description;
+    auto tab = std::make_unique<TabItemsEditor>();
+    tab->refresh();
+    return tab;
+}
+
 QVariant TestRepair::dbValue(const QString &sql)
 {
     QSqlQuery query(m_db->directConnection());
@@ -91,6 +148,81 @@ QVariant TestRepair::dbValue(const QString &sql)
         return QVariant();
     }
     return query.value(0);
+}
+
+// The list offers only the open, unused, not deleted repair plan; choosing
+// nothing is refused, choosing it links it to the defect.
+void TestRepair::linkList_onlyFreeOpenPlans()
+{
+    auto tab = openDefect(defectWithoutPlan);
+    QStringList listed;
+    ModalResponder modal;
+    modal.expect([&listed](QWidget *dialog) {
+        auto *view = child<QTableView>(dialog, "tvPlan");
+        for (int row = 0; row < view->model()->rowCount(); ++row)
+            listed << view->model()->index(row, 1).data().toString();
+        view->setCurrentIndex(QModelIndex());
+        child<QPushButton>(dialog, "pushButtonAccept")->click();
+        view->setCurrentIndex(view->model()->index(0, 0));
+        child<QPushButton>(dialog, "pushButtonAccept")->click();
+    });
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    child<QPushButton>(tab.get(), "pushButtonPlanLink")->click();
+
+    QCOMPARE(listed, QStringList{QStringLiteral("Перекраска корпусов ШУ-10")});
+    QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание!|План не выбран")});
+    const QVariant plan = dbValue(QStringLiteral(
+        "SELECT id FROM docs.t_plan_order WHERE c_coment = 'Перекраска корпусов ШУ-10'"));
+    QCOMPARE(tab->record().value(QStringLiteral("id_plan_order_repair")).toLongLong(),
+             plan.toLongLong());
+    QCOMPARE(child<QLabel>(tab.get(), "labelPlan")->text(),
+             dbValue(QStringLiteral("SELECT d.c_name FROM docs.t_plan_order po JOIN docs.t_doc d "
+                                    "ON d.id = po.id_doc WHERE po.id = %1")
+                         .arg(plan.toLongLong()))
+                 .toString());
+    QVERIFY(!child<QPushButton>(tab.get(), "pushButtonPlanAdd")->isEnabled());
+}
+
+void TestRepair::newPlan_savedOnlyWithDefect_data()
+{
+    QTest::addColumn<bool>("save");
+    QTest::newRow("defect saved") << true;
+    QTest::newRow("defect cancelled") << false;
+}
+
+void TestRepair::newPlan_savedOnlyWithDefect()
+{
+    QFETCH(bool, save);
+    auto tab = openDefect(defectWithoutPlan);
+    ModalResponder modal;
+    modal.expect([](QWidget *dialog) {
+        child<QPlainTextEdit>(dialog, "leComment")->setPlainText(QStringLiteral("Замена U3"));
+        auto *type = child<QComboBox>(dialog, "cbType");
+        type->setCurrentIndex(type->findText(QStringLiteral("Ремонтный")));
+        child<QPushButton>(dialog, "pushButtonAccept")->click();
+    });
+    child<QPushButton>(tab.get(), "pushButtonPlanAdd")->click();
+    QCOMPARE(modal.pending(), 0);
+    QCOMPARE(child<QLabel>(tab.get(), "labelPlan")->text(), QStringLiteral("Новый план"));
+    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_plan_order WHERE c_coment = "
+                                    "'Замена U3'"))
+                 .toInt(),
+             0);
+
+    if (save)
+        QVERIFY(m_document->commit(m_connection->connection()));
+    else
+        m_document->rollback();
+    const QString planOfDefect =
+        QStringLiteral("SELECT count(*) FROM docs.t_plan_order po JOIN docs.t_process_exam pe ON "
+                       "pe.id_plan_order_repair = po.id WHERE po.c_coment = 'Замена U3' AND "
+                       "po.id_prod_ver IS NULL AND pe.c_description LIKE '%1'")
+            .arg(QString::fromUtf8(defectWithoutPlan));
+    QCOMPARE(dbValue(planOfDefect).toInt(), save ? 1 : 0);
+    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_plan_order WHERE c_coment = "
+                                    "'Замена U3'"))
+                 .toInt(),
+             save ? 1 : 0);
 }
 
 void TestRepair::planForm_withNothingChosen_reportsType()
@@ -102,6 +234,39 @@ void TestRepair::planForm_withNothingChosen_reportsType()
     child<QPushButton>(&dialog, "pushButtonAccept")->click();
     QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание!|Не задан тип")});
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
+}
+
+// Only the root of a deep family stays; expanding loads each level and shows
+// only the way to the family.
+void TestRepair::search_deepFamily_keepsItsBranch()
+{
+    auto tab = openDefect(repairedDefect);
+    tab->createTree();
+    auto *tree = child<QTreeWidget>(tab.get(), "trwItems");
+    QVERIFY(visibleChildren(tree, nullptr).size() > 1);
+
+    child<QLineEdit>(tab.get(), "leSearch")->setText(QStringLiteral("1000 мКф"));
+    QCOMPARE(visibleChildren(tree, nullptr), QStringList{QStringLiteral("Электронные компоненты")});
+    QTreeWidgetItem *item = visibleChild(tree, nullptr, QStringLiteral("Электронные компоненты"));
+    for (const char *level : {"Конденсаторы", "Конденсаторы электролитические"}) {
+        item->setExpanded(true);
+        QCOMPARE(visibleChildren(tree, item), QStringList{QString::fromUtf8(level)});
+        item = visibleChild(tree, item, QString::fromUtf8(level));
+    }
+    item->setExpanded(true);
+    QCOMPARE(visibleChildren(tree, item), QStringList{QStringLiteral("Конденсатор 1000 мкФ 35 В")});
+    QCOMPARE(item->child(0)->text(1).toDouble(),
+             dbValue(QStringLiteral("SELECT s.n_qty FROM dirs.t_item_family_store s JOIN "
+                                    "dirs.t_item_family f ON f.id = s.id_item_family WHERE "
+                                    "f.c_name = 'Конденсатор 1000 мкФ 35 В'"))
+                 .toDouble());
+
+    ModalResponder modal;
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    child<QLineEdit>(tab.get(), "leSearch")->setText(QStringLiteral("нет такого"));
+    QCOMPARE(modal.messages(),
+             QStringList{QStringLiteral("Поиск|По вашему запросу ничего не найдено")});
+    QVERIFY(visibleChildren(tree, nullptr).isEmpty());
 }
 
 void TestRepair::itemDialog_limits_data()
@@ -136,6 +301,69 @@ void TestRepair::itemDialog_limits()
     if (!family.isEmpty())
         QCOMPARE(dialog.windowTitle(), family);
     QCOMPARE(qty->value(), decimals == 0 ? 2.0 : 2.25);
+}
+
+void TestRepair::rights_data()
+{
+    QTest::addColumn<QString>("user");
+    QTest::addColumn<QString>("plan");
+    QTest::addColumn<bool>("itemsOpen");
+    QTest::newRow("right, open plan") << "volkov"
+                                      << "Ремонт БП-24 по замечаниям ПСИ" << true;
+    QTest::newRow("right, closed plan") << "volkov"
+                                        << "Ремонт КМ-3 по рекламации" << false;
+    QTest::newRow("no right, open plan") << "petrov"
+                                         << "Ремонт БП-24 по замечаниям ПСИ" << false;
+    QTest::newRow("no right, no plan") << "guest"
+                                       << "" << false;
+}
+
+// The item buttons follow the right and the plan's state; without the right
+// no button changes the plan or the items, whatever is current.
+void TestRepair::rights()
+{
+    QFETCH(QString, user);
+    QFETCH(QString, plan);
+    QFETCH(bool, itemsOpen);
+    login(user);
+    auto tab = openDefect(plan.isEmpty() ? defectWithoutPlan : repairedDefect);
+    QSqlRecord defect = tab->record();
+    if (!plan.isEmpty()) {
+        defect.setValue(
+            QStringLiteral("id_plan_order_repair"),
+            dbValue(QStringLiteral("SELECT id FROM docs.t_plan_order WHERE c_coment = '%1'")
+                        .arg(plan)));
+        tab->setRecord(&defect);
+    }
+    tab->createTree();
+    auto *tree = child<QTreeWidget>(tab.get(), "trwItems");
+    QTreeWidgetItem *type = visibleChild(tree, nullptr, QStringLiteral("Крепеж"));
+    type->setExpanded(true);
+    tree->setCurrentItem(type->child(0));
+    auto *content = child<QTableView>(tab.get(), "tvContent");
+    QVERIFY(content->model()->rowCount() > 0 || plan.isEmpty());
+    if (!plan.isEmpty())
+        content->setCurrentIndex(content->model()->index(0, 0));
+
+    QCOMPARE(child<QToolButton>(tab.get(), "btAddItem")->isEnabled(), itemsOpen);
+    QCOMPARE(child<QToolButton>(tab.get(), "btEditItem")->isEnabled(), itemsOpen);
+    QCOMPARE(child<QToolButton>(tab.get(), "btDeleteItem")->isEnabled(), itemsOpen);
+    QVERIFY(child<QToolButton>(tab.get(), "btHistoryTree")->isEnabled());
+    if (itemsOpen)
+        return;
+
+    const QSqlRecord before = tab->record();
+    ModalResponder modal;
+    for (const char *name : {"pushButtonPlanLink", "pushButtonPlanAdd"}) {
+        QVERIFY(!child<QPushButton>(tab.get(), name)->isEnabled());
+        QMetaObject::invokeMethod(
+            tab.get(), name == QLatin1String("pushButtonPlanLink") ? "linkPlan" : "addPlan");
+    }
+    for (const char *slot : {"addElement", "editElement", "deleteElement"})
+        QMetaObject::invokeMethod(tab.get(), slot);
+    QCOMPARE(modal.unexpected(), 0);
+    QCOMPARE(tab->record(), before);
+    QVERIFY(!m_document->isModified());
 }
 
 REJECTS_TEST_MAIN(TestRepair)
