@@ -1,17 +1,28 @@
 // File storage, attachment widgets and the picture dialog against a real
 // database and a temporary storage directory.
 
+#include "fileclipboard.h"
 #include "filestorage.h"
+#include "filewidget.h"
 #include "loggedinconnection.h"
 #include "modalresponder.h"
 #include "pgtestdb.h"
+#include "qdataset.h"
+#include "qdatatable.h"
 #include "qsqlconnection.h"
+#include "recordhelpers.h"
 #include "testmain.h"
 
+#include <QAbstractButton>
+#include <QApplication>
+#include <QClipboard>
 #include <QDir>
 #include <QFile>
+#include <QFileDialog>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QSqlQuery>
+#include <QTableView>
 #include <QTemporaryDir>
 #include <memory>
 
@@ -29,6 +40,50 @@ bool writeFile(const QString &path, const QByteArray &content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
+// Chooses `path` in the file dialog that is open.
+ModalResponder::Answer chooseFile(const QString &path)
+{
+    return [path](QWidget *modal) {
+        if (auto *dialog = qobject_cast<QFileDialog *>(modal)) {
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(path);
+            static_cast<QDialog *>(dialog)->accept();
+        }
+    };
+}
+
+void click(QWidget *parent, const char *button)
+{
+    parent->findChild<QAbstractButton *>(QLatin1String(button))->click();
+}
+
+bool enabled(QWidget *parent, const char *button)
+{
+    return parent->findChild<QAbstractButton *>(QLatin1String(button))->isEnabled();
+}
+
+// The attachment table of a defect editor's data set.
+struct AttachmentSet
+{
+    AttachmentSet()
+    {
+        table->setScripts(QStringLiteral("FILE_OWNER_SELECT"), QStringLiteral("FILE_OWNER_UPDATE"),
+                          QStringLiteral("FILE_OWNER_INSERT"), QStringLiteral("FILE_OWNER_DELETE"));
+        FileVirtualWidget::addAttachmentColumns(table);
+        set.addTable(table);
+    }
+    // Saves as an editor does: contents, the data set's commit, files aside.
+    bool save(FileWidget &widget)
+    {
+        if (!widget.saveFiles() || !set.commit(appConnection()))
+            return false;
+        widget.deleteFiles();
+        widget.refresh();
+        return true;
+    }
+    QDataSet set;
+    QDataTable *table = new QDataTable(QStringLiteral("t_file_owner"), appConnection(), &set);
+};
+
 } // namespace
 
 class TestFiles : public QObject
@@ -36,6 +91,7 @@ class TestFiles : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -45,9 +101,14 @@ private slots:
     void checkFileName();
     void unwritableDirectory_contentGoesToDatabase();
     void extract_prefersDirectoryCopy();
+    void fileWidget_sameContentStoredOnce_data();
+    void fileWidget_sameContentStoredOnce();
+    void fileWidget_copyPasteAttachesStoredFiles();
 
 private:
     QVariant dbValue(const QString &sql);
+    // Adds the file `path` through the widget's add button, described.
+    void addThroughButton(FileWidget &widget, const QString &path);
     // Points the system attribute "FilePath" at `path` and drops the cache.
     void setStoragePath(const QString &path);
 
@@ -55,6 +116,12 @@ private:
     std::unique_ptr<LoggedInConnection> m_connection;
     std::unique_ptr<QTemporaryDir> m_storage;
 };
+
+void TestFiles::initTestCase()
+{
+    // File dialogs as widgets, so that the test can answer them.
+    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+}
 
 void TestFiles::init()
 {
@@ -194,6 +261,133 @@ void TestFiles::extract_prefersDirectoryCopy()
     QVERIFY(!extractStoredFile(QStringLiteral("missing.txt"), missing, false));
     QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание!|Файл missing.txt не найден")});
     QVERIFY(!QFile::exists(missing));
+}
+
+void TestFiles::addThroughButton(FileWidget &widget, const QString &path)
+{
+    ModalResponder modal;
+    modal.expect(chooseFile(path));
+    modal.expect(ModalResponder::enterText(QStringLiteral("Снимок дефекта")));
+    click(&widget, "buttonAddFile");
+    QTRY_COMPARE(modal.pending(), 0);
+    QCOMPARE(modal.unexpected(), 0);
+}
+
+void TestFiles::fileWidget_sameContentStoredOnce_data()
+{
+    QTest::addColumn<bool>("directoryWritable");
+    QTest::newRow("storage directory") << true;
+    QTest::newRow("directory unwritable: database") << false;
+}
+
+void TestFiles::fileWidget_sameContentStoredOnce()
+{
+    QFETCH(bool, directoryWritable);
+    const QString storage = directoryWritable
+                                ? m_storage->path()
+                                : m_storage->filePath(QStringLiteral("blocker/files"));
+    if (!directoryWritable)
+        QVERIFY(writeFile(m_storage->filePath(QStringLiteral("blocker")), "a regular file"));
+    setStoragePath(storage);
+    const qlonglong first =
+        dbValue(QStringLiteral("SELECT min(id) FROM docs.t_process_exam")).toLongLong();
+    const qlonglong second =
+        dbValue(QStringLiteral("SELECT max(id) FROM docs.t_process_exam")).toLongLong();
+    QTemporaryDir source;
+    const QByteArray content("defect photo bytes");
+    QVERIFY(writeFile(source.filePath(QStringLiteral("a.png")), content));
+    QVERIFY(writeFile(source.filePath(QStringLiteral("b copy.png")), content));
+
+    AttachmentSet attachments;
+    FileWidget widget(&attachments.set, QStringLiteral("t_process_exam"));
+    widget.setData(first);
+    addThroughButton(widget, source.filePath(QStringLiteral("a.png")));
+    QVERIFY(attachments.save(widget));
+    // The same bytes under another name, on another defect: no description
+    // is asked, the stored file is attached.
+    widget.setData(second);
+    ModalResponder modal;
+    modal.expect(chooseFile(source.filePath(QStringLiteral("b copy.png"))));
+    click(&widget, "buttonAddFile");
+    QTRY_COMPARE(modal.pending(), 0);
+    QCOMPARE(modal.unexpected(), 0);
+    QVERIFY(attachments.save(widget));
+
+    const QString crc = QString::number(crc32(content));
+    QCOMPARE(dbValue("SELECT count(*) FROM lrg.t_file WHERE n_crc = " + crc).toInt(), 1);
+    QCOMPARE(dbValue("SELECT count(*) FROM lrg.t_file_owner o JOIN lrg.t_file f ON f.id = "
+                     "o.id_file WHERE f.c_file = 'a.png'")
+                 .toInt(),
+             2);
+    QCOMPARE(attachments.table->getField(QStringLiteral("c_file"), 0).toString(),
+             QStringLiteral("a.png"));
+    if (!directoryWritable) {
+        QCOMPARE(dbValue("SELECT lrg.bl_get_file('a.png', false)").toByteArray(), content);
+        // Deleting needs the storage directory.
+        attachments.table->getView()->selectRow(0);
+        click(&widget, "buttonDelFile");
+        QCOMPARE(modal.messages().last(), QStringLiteral("Нельзя удалить|Нет доступа к хранилищу"));
+        QVERIFY(!attachments.table->isModified());
+        return;
+    }
+    QCOMPARE(QDir(storage).entryList(QDir::Files), QStringList{QStringLiteral("a.png")});
+
+    // The file leaves the directory only with its last attachment, and
+    // only into DELETE.
+    const QString deleted = storage + QStringLiteral("/DELETE/a.png");
+    for (const qlonglong owner : {second, first}) {
+        widget.setData(owner);
+        attachments.table->getView()->selectRow(0);
+        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+        click(&widget, "buttonDelFile");
+        QTRY_COMPARE(modal.pending(), 0);
+        QVERIFY(attachments.save(widget));
+        QCOMPARE(QFile::exists(deleted), owner == first);
+        QCOMPARE(QFile::exists(QDir(storage).filePath(QStringLiteral("a.png"))), owner != first);
+    }
+    QCOMPARE(readAll(deleted), content);
+}
+
+void TestFiles::fileWidget_copyPasteAttachesStoredFiles()
+{
+    const qlonglong source =
+        dbValue(
+            QStringLiteral("SELECT n_key FROM lrg.t_file_owner WHERE c_table = 't_process_exam' "
+                           "GROUP BY n_key ORDER BY count(*) DESC, n_key LIMIT 1"))
+            .toLongLong();
+    const qlonglong target =
+        dbValue(QStringLiteral(
+                    "SELECT min(id) FROM docs.t_process_exam WHERE id NOT IN (SELECT n_key FROM "
+                    "lrg.t_file_owner WHERE c_table = 't_process_exam')"))
+            .toLongLong();
+    const int stored = dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file")).toInt();
+    AttachmentSet attachments;
+    FileWidget widget(&attachments.set, QStringLiteral("t_process_exam"));
+    QVERIFY(!enabled(&widget, "buttonAddFile") && !enabled(&widget, "buttonClipboard"));
+    widget.setData(source);
+    QVERIFY(attachments.table->rowCount() >= 1);
+    attachments.table->getView()->selectAll();
+    const int copied = attachments.table->rowCount();
+    QCOMPARE(enabled(&widget, "buttonEditFile"), copied == 1);
+    QVERIFY(enabled(&widget, "buttonToClipboard"));
+    click(&widget, "buttonToClipboard");
+    QCOMPARE(attachmentIds(QApplication::clipboard()->mimeData()).count(), copied);
+
+    widget.setData(target);
+    click(&widget, "buttonClipboard");
+    QCOMPARE(attachments.table->rowCount(), copied);
+    QVERIFY(attachments.table->getField(QStringLiteral("bl_file"), 0).isNull());
+    QVERIFY(attachments.save(widget));
+    QCOMPARE(attachments.table->rowCount(), copied);
+    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file")).toInt(), stored);
+    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file_owner a JOIN "
+                                    "lrg.t_file_owner b ON b.id_file = a.id_file WHERE "
+                                    "a.c_table = 't_process_exam' AND a.n_key = %1 AND "
+                                    "b.c_table = 't_process_exam' AND b.n_key = %2")
+                         .arg(source)
+                         .arg(target))
+                 .toInt(),
+             copied);
 }
 
 REJECTS_TEST_MAIN(TestFiles)
