@@ -2,12 +2,11 @@
 // checked with a second connection.
 
 #include "comentdialog.h"
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "qsqlconnection.h"
 #include "spelltextedit.h"
 #include "taskdialog.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QCheckBox>
@@ -74,51 +73,33 @@ private slots:
     void taskDialog_withoutConnection_rejected();
 
 private:
-    void login(const QString &user);
-    QVariant dbValue(const QString &sql);
     QStringList dbColumn(const QString &sql);
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     QString m_executor; // a holder of TASK_EXECUTOR
 };
 
 void TestComments::init()
 {
-    m_db = std::make_unique<PgTestDb>(QStringLiteral("comments"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    login(QStringLiteral("kuznetsova"));
-    m_executor = dbValue(QStringLiteral("SELECT min(u.c_name) FROM sys.t_user u "
-                                        "JOIN sys.tl_user_access_right ur ON ur.id_user = u.id "
-                                        "JOIN sys.t_access_right r ON r.id = ur.id_access_right "
-                                        "WHERE r.c_sys_name = 'TASK_EXECUTOR'"))
-                     .toString();
+    START_FIXTURE(m_fx, QStringLiteral("comments"));
+    m_executor =
+        m_fx->value(QStringLiteral("SELECT min(u.c_name) FROM sys.t_user u "
+                                   "JOIN sys.tl_user_access_right ur ON ur.id_user = u.id "
+                                   "JOIN sys.t_access_right r ON r.id = ur.id_access_right "
+                                   "WHERE r.c_sys_name = 'TASK_EXECUTOR'"))
+            .toString();
     QVERIFY2(!m_executor.isEmpty(), "the demo data has no holder of TASK_EXECUTOR");
 }
 
 void TestComments::cleanup()
 {
-    m_connection.reset();
-    m_db.reset();
-}
-
-void TestComments::login(const QString &user)
-{
-    m_connection.reset();
-    m_connection = std::make_unique<LoggedInConnection>(*m_db, user, user);
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
-}
-
-QVariant TestComments::dbValue(const QString &sql)
-{
-    const QStringList values = dbColumn(sql);
-    return values.isEmpty() ? QVariant() : QVariant(values.first());
+    m_fx.reset();
 }
 
 QStringList TestComments::dbColumn(const QString &sql)
 {
     QStringList values;
-    QSqlQuery query(m_db->directConnection());
+    QSqlQuery query(m_fx->db().directConnection());
     if (!query.exec(sql))
         qWarning() << sql << query.lastError().text();
     while (query.next())
@@ -201,9 +182,8 @@ void TestComments::taskButton_rightsAndSavedDefect()
     QFETCH(QString, user);
     QFETCH(qint64, defect);
     QFETCH(bool, shown);
-    login(user);
-    QCOMPARE(m_connection->connection()->canDo(QStringLiteral("TASK_CREATOR")),
-             user == "kuznetsova");
+    QVERIFY(m_fx->login(user));
+    QCOMPARE(m_fx->connection()->canDo(QStringLiteral("TASK_CREATOR")), user == "kuznetsova");
 
     ComentDialog dialog;
     dialog.setTaskId(defect, QStringLiteral("Дефект 0001"));
@@ -234,8 +214,8 @@ void TestComments::acceptedTask_quotedInComment()
     QVERIFY2(text.startsWith(QStringLiteral("Нужна проверка")), qPrintable(text));
     QVERIFY2(text.endsWith(QStringLiteral("\n%1: Проверить склад").arg(m_executor)),
              qPrintable(text));
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler "
-                                    "WHERE c_name = 'Проверить склад'"))
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler "
+                                        "WHERE c_name = 'Проверить склад'"))
                  .toInt(),
              1);
 }
@@ -245,7 +225,7 @@ void TestComments::cancelledTask_commentUnchanged()
     ComentDialog dialog;
     dialog.setData(QStringLiteral("Нужна проверка"), false);
     dialog.setTaskId(1, QString());
-    const int tasks = dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
+    const int tasks = m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
 
     ModalResponder modal;
     modal.expect([this](QWidget *task) {
@@ -255,7 +235,7 @@ void TestComments::cancelledTask_commentUnchanged()
     taskButton(&dialog)->click();
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(comment(&dialog)->toPlainText(), QStringLiteral("Нужна проверка"));
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks);
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks);
 }
 
 void TestComments::taskDialog_offersOnlyExecutors()
@@ -276,7 +256,8 @@ void TestComments::taskDialog_offersOnlyExecutors()
                                 "WHERE r.c_sys_name = 'TASK_EXECUTOR'"));
     executors.sort();
     QCOMPARE(offered, executors);
-    QVERIFY(dbValue(QStringLiteral("SELECT count(*) FROM sys.t_user")).toInt() > offered.size());
+    QVERIFY(m_fx->value(QStringLiteral("SELECT count(*) FROM sys.t_user")).toInt() >
+            offered.size());
 }
 
 void TestComments::taskDialog_acceptNeedsExecutorAndText()
@@ -303,10 +284,10 @@ void TestComments::taskDialog_acceptNeedsExecutorAndText()
 void TestComments::taskDialog_createsTask()
 {
     const QString creator =
-        dbValue(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = 'kuznetsova'"))
+        m_fx->value(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = 'kuznetsova'"))
             .toString();
     const QString executor =
-        dbValue(QStringLiteral("SELECT id FROM sys.t_user WHERE c_name = '%1'").arg(m_executor))
+        m_fx->value(QStringLiteral("SELECT id FROM sys.t_user WHERE c_name = '%1'").arg(m_executor))
             .toString();
 
     TaskDialog dialog(QStringLiteral("Дефект 0042"));
@@ -321,22 +302,23 @@ void TestComments::taskDialog_createsTask()
     QVERIFY(dialog.taskId() > 0);
     QCOMPARE(dialog.task(), QStringLiteral("Заменить плату"));
     QCOMPARE(dialog.taskExec(), m_executor);
-    QCOMPARE(dbValue(QStringLiteral("SELECT concat_ws('|', id_user, id_creator, c_name, "
-                                    "c_description, coalesce(n_due::text, 'no due'), "
-                                    "b_is_complete, b_is_del) FROM task.t_scheduler WHERE id = %1")
-                         .arg(dialog.taskId()))
-                 .toString(),
-             QStringList({executor, creator, QStringLiteral("Заменить плату"),
-                          QStringLiteral("Дефект 0042"), QStringLiteral("no due"),
-                          QStringLiteral("f"), QStringLiteral("f")})
-                 .join(QLatin1Char('|')));
+    QCOMPARE(
+        m_fx->value(QStringLiteral("SELECT concat_ws('|', id_user, id_creator, c_name, "
+                                   "c_description, coalesce(n_due::text, 'no due'), "
+                                   "b_is_complete, b_is_del) FROM task.t_scheduler WHERE id = %1")
+                        .arg(dialog.taskId()))
+            .toString(),
+        QStringList({executor, creator, QStringLiteral("Заменить плату"),
+                     QStringLiteral("Дефект 0042"), QStringLiteral("no due"), QStringLiteral("f"),
+                     QStringLiteral("f")})
+            .join(QLatin1Char('|')));
 }
 
 void TestComments::taskDialog_withoutConnection_rejected()
 {
     TaskDialog dialog{QString()};
     fillTask(&dialog, m_executor, QStringLiteral("Заменить плату"));
-    const int tasks = dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
+    const int tasks = m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
 
     const QVariant connection = qApp->property("Connection");
     qApp->setProperty("Connection", QVariant());
@@ -346,7 +328,7 @@ void TestComments::taskDialog_withoutConnection_rejected()
 
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
     QCOMPARE(dialog.taskId(), qint64(0));
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks);
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks);
 }
 
 REJECTS_TEST_MAIN(TestComments)

@@ -1,8 +1,9 @@
 #include "infolist.h"
 #include "loggedinconnection.h"
-#include "pgtestdb.h"
+#include "modalresponder.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QAbstractButton>
@@ -39,36 +40,6 @@ private:
     QtMessageHandler m_previous;
 };
 QStringList WarningCatcher::s_lines;
-
-// Answers every modal box that comes up with `button` and remembers its title.
-class BoxWatcher : public QObject
-{
-public:
-    explicit BoxWatcher(QMessageBox::StandardButton button)
-        : m_button(button)
-    {
-        startTimer(50);
-    }
-    QStringList titles;
-    QStringList texts;
-
-protected:
-    void timerEvent(QTimerEvent *) override
-    {
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        if (!box)
-            return;
-        titles << box->windowTitle();
-        texts << box->text();
-        if (QAbstractButton *b = box->button(m_button))
-            b->click();
-        else
-            box->reject();
-    }
-
-private:
-    QMessageBox::StandardButton m_button;
-};
 
 QSqlRecord makeRecord(const QVariantMap &values)
 {
@@ -118,6 +89,11 @@ private:
 
 } // namespace
 
+// A logged-in connection of the case's own on the program's database.
+#define LOGGED_IN(conn, ...)                                                                       \
+    LoggedInConnection conn(m_fx->db(), ##__VA_ARGS__);                                            \
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()))
+
 class TestConnection : public QObject
 {
     Q_OBJECT
@@ -134,10 +110,8 @@ private slots:
     void recordPlaceholders();
     void recordQueryForm_runsOnMainDatabase();
 
-    void trace_unwritablePathStillExecutes();
     void trace_appendsEachStatement();
 
-    void failedStatement_leavesFailedQueryAndWarns();
     void failedStatement_boxOnlyInDebugWithGui_data();
     void failedStatement_boxOnlyInDebugWithGui();
     void notConnected_runsNothing();
@@ -162,13 +136,12 @@ private slots:
 
 private:
     // The demo database shared by the cases that only read from it.
-    QScopedPointer<PgTestDb> m_db;
+    std::unique_ptr<TestFixture> m_fx;
 };
 
 void TestConnection::initTestCase()
 {
-    m_db.reset(new PgTestDb(QStringLiteral("tst_conn")));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+    START_FIXTURE(m_fx, QStringLiteral("connection"), TestFixture::DatabaseOnly);
 }
 
 void TestConnection::init()
@@ -249,9 +222,7 @@ void TestConnection::positionalPlaceholders()
     QFETCH(bool, substituted);
     QFETCH(QVariantList, row);
 
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
     QTemporaryDir dir;
     const QString trace = dir.filePath(QStringLiteral("trace.sql"));
     qApp->setProperty("SQLTraceFile", trace);
@@ -298,9 +269,7 @@ void TestConnection::recordPlaceholders()
     QFETCH(QVariantMap, fields);
     QFETCH(QVariantList, row);
 
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
 
     QSqlQuery query(conn->getDatabase());
     conn->execScript(sql, &query, makeRecord(fields), true);
@@ -316,40 +285,21 @@ void TestConnection::recordPlaceholders()
 
 void TestConnection::recordQueryForm_runsOnMainDatabase()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
 
     QSqlQuery query = conn->execScript(QStringLiteral("select current_database() , :x"),
                                        makeRecord({{QStringLiteral("x"), 3}}));
     QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
-    QCOMPARE(query.value(0).toString(), db.name());
+    QCOMPARE(query.value(0).toString(), m_fx->db().name());
     QCOMPARE(query.value(1).toInt(), 3);
     conn->execScript(QStringLiteral("select 1"), nullptr, QSqlRecord()); // no query: nothing
 }
 
-void TestConnection::trace_unwritablePathStillExecutes()
-{
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
-    QTemporaryDir dir;
-    // A directory cannot be opened as a file, whoever runs the test.
-    qApp->setProperty("SQLTraceFile", dir.path());
-    QSqlQuery query = conn->execScript(QStringLiteral("select :a"), QVariantList{11});
-    QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
-    QCOMPARE(query.value(0).toInt(), 11);
-
-    qApp->setProperty("SQLTraceFile", dir.filePath(QStringLiteral("no/such/dir/trace.sql")));
-    query = conn->execScript(QStringLiteral("select :a"), QVariantList{12});
-    QCOMPARE(query.value(0).toInt(), 12);
-}
-
+// Each statement, failed ones too, is appended to the trace file; a trace
+// file that cannot be written does not stop the statement.
 void TestConnection::trace_appendsEachStatement()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
     QTemporaryDir dir;
     const QString trace = dir.filePath(QStringLiteral("trace.sql"));
     {
@@ -362,27 +312,14 @@ void TestConnection::trace_appendsEachStatement()
     conn->execScript(QStringLiteral("select no_such_column"), QVariantList()); // traced too
     qApp->setProperty("SQLTraceFile", QString());
     conn->execScript(QStringLiteral("select 2"), QVariantList()); // trace off
-
     QCOMPARE(readAll(trace), QStringLiteral("-- earlier\r\nselect 1\r\nselect no_such_column\r\n"));
-}
 
-void TestConnection::failedStatement_leavesFailedQueryAndWarns()
-{
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
-
-    WarningCatcher warnings;
-    QSqlQuery query = conn->execScript(QStringLiteral("select no_such_column"), QVariantList());
-    QVERIFY(!query.isActive());
-    QVERIFY(query.lastError().isValid());
-    const QString error = query.lastError().text().trimmed();
-    QVERIFY(!error.isEmpty());
-    const QStringList lines = warnings.lines().filter(QStringLiteral("Error executing query: "));
-    QCOMPARE(lines.size(), 1);
-    QVERIFY(
-        lines.first().startsWith(QStringLiteral("Error executing query: select no_such_column")));
-    QVERIFY(lines.first().contains(error));
+    for (const QString &unwritable : {dir.path(), dir.filePath(QStringLiteral("no/dir/t.sql"))}) {
+        qApp->setProperty("SQLTraceFile", unwritable);
+        QSqlQuery query = conn->execScript(QStringLiteral("select :a"), QVariantList{11});
+        QVERIFY2(query.isActive(), qPrintable(query.lastError().text()));
+        QCOMPARE(query.value(0).toInt(), 11);
+    }
 }
 
 void TestConnection::failedStatement_boxOnlyInDebugWithGui_data()
@@ -396,26 +333,32 @@ void TestConnection::failedStatement_boxOnlyInDebugWithGui_data()
     QTest::newRow("GUI, no debug") << QVariant(false) << QVariant(false) << false;
 }
 
+// A failed statement leaves a failed query and a warning line; the box comes
+// only in database-debug mode with a GUI.
 void TestConnection::failedStatement_boxOnlyInDebugWithGui()
 {
     QFETCH(QVariant, debugDB);
     QFETCH(QVariant, noGui);
     QFETCH(bool, box);
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
     qApp->setProperty("bDebugDB", debugDB);
     qApp->setProperty("bNoGUI", noGui);
 
-    BoxWatcher watcher(QMessageBox::Ok);
-    QSqlQuery query = conn->execScript(QStringLiteral("select 1/0"), QVariantList());
+    ModalResponder modal;
+    if (box)
+        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    WarningCatcher warnings;
+    QSqlQuery query = conn->execScript(QStringLiteral("select no_such_column"), QVariantList());
     QVERIFY(!query.isActive());
-    if (box) {
-        QCOMPARE(watcher.titles, QStringList{QStringLiteral("Database error")});
-        QCOMPARE(watcher.texts.first(), query.lastError().text().trimmed());
-    } else {
-        QVERIFY(watcher.titles.isEmpty());
-    }
+    const QString error = query.lastError().text().trimmed();
+    QVERIFY(!error.isEmpty());
+    const QStringList lines = warnings.lines().filter(QStringLiteral("Error executing query: "));
+    QCOMPARE(lines.size(), 1);
+    QVERIFY(
+        lines.first().startsWith(QStringLiteral("Error executing query: select no_such_column")));
+    QVERIFY(lines.first().contains(error));
+    QCOMPARE(modal.messages(),
+             box ? QStringList{QStringLiteral("Database error|") + error} : QStringList());
 }
 
 void TestConnection::notConnected_runsNothing()
@@ -445,11 +388,9 @@ void TestConnection::login_setsProperties()
 {
     QFETCH(QString, login);
     QFETCH(QString, password);
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db, login, password);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn, login, password);
 
-    QSqlQuery check(db.directConnection());
+    QSqlQuery check(m_fx->db().directConnection());
     QVERIFY(check.exec(
         QStringLiteral("select c_name from sys.t_user where c_login = '%1'").arg(login)));
     QVERIFY(check.next());
@@ -462,9 +403,7 @@ void TestConnection::login_setsProperties()
 
 void TestConnection::login_wrongPasswordChangesNothing()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
     qApp->setProperty("LogedUser", QStringLiteral("before"));
     QVERIFY(!conn->login(QStringLiteral("kuznetsova"), QStringLiteral("wrong")));
     QVERIFY(!conn->login(QStringLiteral("nobody"), QStringLiteral("nobody")));
@@ -535,21 +474,20 @@ void TestConnection::connect_invalidDatabaseGui()
     QLibrary driver(PgTestDb::driverPath());
     {
         QSqlConnection connection(&driver);
-        BoxWatcher watcher{QMessageBox::StandardButton(answer)};
+        ModalResponder modal;
+        modal.expect(ModalResponder::pressButton(answer));
         QCOMPARE(connection.Connect(LoggedInConnection::connectionName(), false), created);
-        QCOMPARE(watcher.titles, QStringList{QStringLiteral("Unknown database")});
-        QCOMPARE(watcher.texts.first(),
-                 QStringLiteral("Database is invalid or corrupted. Want for create?"));
+        QCOMPARE(modal.messages(),
+                 QStringList{QStringLiteral("Unknown database|Database is invalid or corrupted. "
+                                            "Want for create?")});
     }
     QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
 }
 
 void TestConnection::userId_boundForLoggedInUser()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
-    QSqlQuery check(db.directConnection());
+    LOGGED_IN(conn);
+    QSqlQuery check(m_fx->db().directConnection());
     QVERIFY(check.exec(QStringLiteral("select id from sys.t_user where c_login = 'kuznetsova'")));
     QVERIFY(check.next());
     const qlonglong userId = check.value(0).toLongLong();
@@ -580,21 +518,19 @@ void TestConnection::connect_loginErrorSilent_data()
 void TestConnection::connect_loginErrorSilent()
 {
     QFETCH(bool, console);
-    const PgTestDb &db = *m_db;
-    QVERIFY2(db.isValid(), qPrintable(db.error()));
-    db.makeDefault();
+    m_fx->db().makeDefault();
     const QByteArray user = qgetenv("PGUSER");
     qputenv("PGUSER", "tst_no_such_role");
     QLibrary driver(PgTestDb::driverPath());
     {
         QSqlConnection connection(&driver);
-        BoxWatcher watcher{QMessageBox::Ok};
+        ModalResponder modal;
         const bool ok = connection.Connect(LoggedInConnection::connectionName(), console);
         qputenv("PGUSER", user);
         QVERIFY(!ok);
         QVERIFY(connection.isLoginError());
         QVERIFY(!connection.isConnected());
-        QVERIFY(watcher.titles.isEmpty());
+        QVERIFY(modal.messages().isEmpty());
         connection.clear();
         QVERIFY(!connection.isLoginError());
     }
@@ -618,17 +554,16 @@ void TestConnection::connect_serverUnreachable()
     QLibrary driver(PgTestDb::driverPath());
     {
         QSqlConnection connection(&driver);
-        BoxWatcher watcher{QMessageBox::Ok};
+        ModalResponder modal;
+        if (!console)
+            modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
         const bool ok = connection.Connect(LoggedInConnection::connectionName(), console);
         qputenv("PGHOST", host);
         QVERIFY(!ok);
         QVERIFY(!connection.isLoginError());
-        if (console) {
-            QVERIFY(watcher.titles.isEmpty());
-        } else {
-            QCOMPARE(watcher.titles, QStringList{QStringLiteral("ERROR")});
-            QVERIFY(!watcher.texts.first().isEmpty());
-        }
+        QCOMPARE(modal.messages().size(), console ? 0 : 1);
+        if (!console)
+            QVERIFY(modal.messages().first().startsWith(QStringLiteral("ERROR|")));
     }
     qputenv("PGHOST", host);
     QSqlDatabase::removeDatabase(LoggedInConnection::connectionName());
@@ -636,11 +571,9 @@ void TestConnection::connect_serverUnreachable()
 
 void TestConnection::driverForwards()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
 
-    QSqlQuery check(db.directConnection());
+    QSqlQuery check(m_fx->db().directConnection());
     QVERIFY(check.exec(QStringLiteral("select id from sys.t_user where c_login = ''")));
     QVERIFY(check.next());
     QCOMPARE(conn->getSystemAttr(QStringLiteral("superAdminId")).toString(),
@@ -674,24 +607,20 @@ void TestConnection::driverForwards()
 
 void TestConnection::remakeConnection_connectsAgain()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
     QLibrary other(PgTestDb::driverPath()); // the same library through another handle
-    BoxWatcher watcher{QMessageBox::Ok};
+    ModalResponder modal;
     QVERIFY(conn->remakeConnection(&other, LoggedInConnection::connectionName()));
-    QVERIFY(watcher.titles.isEmpty());
+    QVERIFY(modal.messages().isEmpty());
     QCOMPARE(conn->currentDriver(), &other);
     QVERIFY(conn->isConnected());
     QSqlQuery query = conn->execScript(QStringLiteral("select current_database()"), QVariantList());
-    QCOMPARE(query.value(0).toString(), db.name());
+    QCOMPARE(query.value(0).toString(), m_fx->db().name());
 }
 
 void TestConnection::convertRecord_followsColumns()
 {
-    const PgTestDb &db = *m_db;
-    LoggedInConnection conn(db);
-    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    LOGGED_IN(conn);
 
     infoList columns;
     colInfo column;

@@ -1,5 +1,5 @@
 #include "pgdriver.h"
-#include "pgtestdb.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QDir>
@@ -111,7 +111,7 @@ private:
     PgResultExecSqlFn m_resultExecSql = nullptr;
     PgScopeIdentityFn m_scopeIdentity = nullptr;
     PgGetStartFn m_getStart = nullptr;
-    PgTestDb *m_demo = nullptr;
+    std::unique_ptr<TestFixture> m_fx;
 };
 
 void TestDriver::initTestCase()
@@ -137,8 +137,7 @@ void TestDriver::initTestCase()
             m_convert && m_login && m_batchExec && m_resultExecSql && m_scopeIdentity &&
             m_getStart);
 
-    m_demo = new PgTestDb(QStringLiteral("driver"));
-    QVERIFY2(m_demo->isValid(), qPrintable(m_demo->error()));
+    START_FIXTURE(m_fx, QStringLiteral("driver"), TestFixture::DatabaseOnly);
 }
 
 void TestDriver::cleanupTestCase()
@@ -147,7 +146,7 @@ void TestDriver::cleanupTestCase()
         driverDb().close();
         QSqlDatabase::removeDatabase(connectionName);
     }
-    delete m_demo;
+    m_fx.reset();
 }
 
 QString TestDriver::connectTo(const PgTestDb &db)
@@ -362,8 +361,8 @@ void TestDriver::bindQueryParam_valuesRoundTrip()
     QFETCH(QString, column);
     QFETCH(QVariant, value);
 
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
-    QVERIFY(m_demo->exec(QStringLiteral(
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
+    QVERIFY(m_fx->db().exec(QStringLiteral(
         "CREATE TABLE IF NOT EXISTS public.t_bind (id bigserial PRIMARY KEY, c_text text, "
         "bl_data bytea, n_double double precision, n_numeric numeric, n_bigint bigint, "
         "b_flag boolean, d_date date, d_stamp timestamp, d_stamptz timestamptz, t_time time)")));
@@ -377,7 +376,7 @@ void TestDriver::bindQueryParam_valuesRoundTrip()
              qPrintable(insert.lastError().text() + QLatin1Char('\n') + sql.left(300)));
     const qlonglong id = insert.value(0).toLongLong();
 
-    QSqlQuery read(m_demo->directConnection());
+    QSqlQuery read(m_fx->db().directConnection());
     QVERIFY(read.exec(
         QStringLiteral("SELECT %1 FROM public.t_bind WHERE id = %2").arg(column).arg(id)));
     QVERIFY(read.next());
@@ -423,8 +422,8 @@ void TestDriver::bindQueryParam_valuesRoundTrip()
 
 void TestDriver::bindQueryParam_valueNeverRunsAStatement()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
-    QVERIFY(m_demo->exec(QStringLiteral("CREATE TABLE public.t_victim (c text)")));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
+    QVERIFY(m_fx->db().exec(QStringLiteral("CREATE TABLE public.t_victim (c text)")));
     const QStringList attacks{QStringLiteral("'); DROP TABLE public.t_victim; --"),
                               QStringLiteral("\\'); DROP TABLE public.t_victim; --"),
                               QStringLiteral("\\\\'); DROP TABLE public.t_victim; --"),
@@ -443,7 +442,7 @@ void TestDriver::bindQueryParam_valueNeverRunsAStatement()
                              QStringLiteral("c"),
                              QVariant(QStringLiteral("a") + QChar(0) +
                                       QStringLiteral("'); DROP TABLE public.t_victim; --")))));
-    QSqlQuery check(m_demo->directConnection());
+    QSqlQuery check(m_fx->db().directConnection());
     QVERIFY(check.exec(QStringLiteral("SELECT c FROM public.t_victim ORDER BY c")));
     QStringList stored;
     while (check.next())
@@ -461,79 +460,36 @@ void TestDriver::bindQueryParam_findsOnlyWholePlaceholdersInCode_data()
     QTest::addColumn<QString>("sql");
     QTest::addColumn<QString>("placeholder");
     QTest::addColumn<QString>("expected");
-
-    QTest::newRow("whole name") << "SELECT :id_plan, :id, :idx"
-                                << "id"
-                                << "SELECT :id_plan, 7, :idx";
-    QTest::newRow("prefix of a longer name") << "SELECT :id_plan"
-                                             << "id"
-                                             << "SELECT :id_plan";
-    QTest::newRow("first occurrence only") << "SELECT :id, :id"
-                                           << "id"
-                                           << "SELECT 7, :id";
-    QTest::newRow("at the very start and end") << ":id"
-                                               << "id"
-                                               << "7";
-    QTest::newRow("given with colon") << "WHERE a=:id"
-                                      << ":id"
-                                      << "WHERE a=7";
-    QTest::newRow("name with semicolon") << "WHERE a = :id;"
-                                         << "id;"
-                                         << "WHERE a = 7;";
-    QTest::newRow("name with cast") << "WHERE a = :id::bigint"
-                                    << "id::bigint"
-                                    << "WHERE a = 7::bigint";
-    QTest::newRow("cast is no placeholder") << "SELECT x::id, :id"
-                                            << "id"
-                                            << "SELECT x::id, 7";
-    QTest::newRow("inside a word") << "SELECT arr[1:id], :id"
-                                   << "id"
-                                   << "SELECT arr[1:id], 7";
-    QTest::newRow("string") << "SELECT ':id', :id"
-                            << "id"
-                            << "SELECT ':id', 7";
-    QTest::newRow("string with doubled quote") << "SELECT 'it'':id', :id"
-                                               << "id"
-                                               << "SELECT 'it'':id', 7";
-    QTest::newRow("escape string") << "SELECT E'\\':id', :id"
-                                   << "id"
-                                   << "SELECT E'\\':id', 7";
-    QTest::newRow("backslash in plain string") << "SELECT 'C:\\', :id"
-                                               << "id"
-                                               << "SELECT 'C:\\', 7";
-    QTest::newRow("quoted identifier") << "SELECT \":id\", :id"
-                                       << "id"
-                                       << "SELECT \":id\", 7";
-    QTest::newRow("dollar body") << "SELECT $$ :id $$, :id"
-                                 << "id"
-                                 << "SELECT $$ :id $$, 7";
-    QTest::newRow("tagged dollar body") << "SELECT $f$ $$ :id $f$, :id"
-                                        << "id"
-                                        << "SELECT $f$ $$ :id $f$, 7";
-    QTest::newRow("positional is not a quote") << "SELECT $1, :id, $2"
-                                               << "id"
-                                               << "SELECT $1, 7, $2";
-    QTest::newRow("line comment") << "SELECT -- :id\n :id"
-                                  << "id"
-                                  << "SELECT -- :id\n 7";
-    QTest::newRow("block comment") << "SELECT /* :id /* :id */ */ :id"
-                                   << "id"
-                                   << "SELECT /* :id /* :id */ */ 7";
-    QTest::newRow("unterminated string") << "SELECT ' :id"
-                                         << "id"
-                                         << "SELECT ' :id";
-    QTest::newRow("no such placeholder") << "SELECT 1"
-                                         << "id"
-                                         << "SELECT 1";
-    QTest::newRow("digits") << "WHERE c_file = :1 ;"
-                            << "1"
-                            << "WHERE c_file = 7 ;";
-    QTest::newRow("case matters") << "SELECT :ID, :id"
-                                  << "id"
-                                  << "SELECT :ID, 7";
-    QTest::newRow("empty name") << "SELECT : , :id"
-                                << ""
-                                << "SELECT : , :id";
+    // Bound to 7: case, text, placeholder name, result.
+    const char *const cases[][4] = {
+        {"whole name", "SELECT :id_plan, :id, :idx", "id", "SELECT :id_plan, 7, :idx"},
+        {"prefix of a longer name", "SELECT :id_plan", "id", "SELECT :id_plan"},
+        {"first occurrence only", "SELECT :id, :id", "id", "SELECT 7, :id"},
+        {"at the very start and end", ":id", "id", "7"},
+        {"given with colon", "WHERE a=:id", ":id", "WHERE a=7"},
+        {"name with semicolon", "WHERE a = :id;", "id;", "WHERE a = 7;"},
+        {"name with cast", "WHERE a = :id::bigint", "id::bigint", "WHERE a = 7::bigint"},
+        {"cast is no placeholder", "SELECT x::id, :id", "id", "SELECT x::id, 7"},
+        {"inside a word", "SELECT arr[1:id], :id", "id", "SELECT arr[1:id], 7"},
+        {"string", "SELECT ':id', :id", "id", "SELECT ':id', 7"},
+        {"string with doubled quote", "SELECT 'it'':id', :id", "id", "SELECT 'it'':id', 7"},
+        {"escape string", "SELECT E'\\':id', :id", "id", "SELECT E'\\':id', 7"},
+        {"backslash in plain string", "SELECT 'C:\\', :id", "id", "SELECT 'C:\\', 7"},
+        {"quoted identifier", "SELECT \":id\", :id", "id", "SELECT \":id\", 7"},
+        {"dollar body", "SELECT $$ :id $$, :id", "id", "SELECT $$ :id $$, 7"},
+        {"tagged dollar body", "SELECT $f$ $$ :id $f$, :id", "id", "SELECT $f$ $$ :id $f$, 7"},
+        {"positional is not a quote", "SELECT $1, :id, $2", "id", "SELECT $1, 7, $2"},
+        {"line comment", "SELECT -- :id\n :id", "id", "SELECT -- :id\n 7"},
+        {"block comment", "SELECT /* :id /* :id */ */ :id", "id", "SELECT /* :id /* :id */ */ 7"},
+        {"unterminated string", "SELECT ' :id", "id", "SELECT ' :id"},
+        {"no such placeholder", "SELECT 1", "id", "SELECT 1"},
+        {"digits", "WHERE c_file = :1 ;", "1", "WHERE c_file = 7 ;"},
+        {"case matters", "SELECT :ID, :id", "id", "SELECT :ID, 7"},
+        {"empty name", "SELECT : , :id", "", "SELECT : , :id"},
+    };
+    for (const auto &c : cases)
+        QTest::newRow(c[0]) << QString::fromUtf8(c[1]) << QString::fromUtf8(c[2])
+                            << QString::fromUtf8(c[3]);
 }
 
 void TestDriver::bindQueryParam_findsOnlyWholePlaceholdersInCode()
@@ -546,21 +502,22 @@ void TestDriver::bindQueryParam_findsOnlyWholePlaceholdersInCode()
 
 void TestDriver::login_checksPasswordsAndRights()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
     // Users of our own, so that the check does not depend on the demo data.
     QString error;
-    QVERIFY2(m_demo->exec(QStringLiteral(
-                              "INSERT INTO sys.t_access_right (c_sys_name, c_name) VALUES "
-                              "('TEST_RIGHT_A', 'A'), ('TEST_RIGHT_B', 'B') ON CONFLICT DO NOTHING;"
-                              "INSERT INTO sys.t_user (c_login, c_name, c_password) VALUES "
-                              "('t_holder', 'Holder', crypt('pw''1', gen_salt('bf'))),"
-                              "('t_blocked', 'Blocked', crypt('pw', gen_salt('bf')));"
-                              "UPDATE sys.t_user SET b_active = false WHERE c_login = 't_blocked';"
-                              "INSERT INTO sys.tl_user_access_right (id_user, id_access_right) "
-                              "SELECT u.id, r.id FROM sys.t_user u, sys.t_access_right r "
-                              "WHERE u.c_login = 't_holder' AND r.c_sys_name = 'TEST_RIGHT_A'"),
-                          &error),
-             qPrintable(error));
+    QVERIFY2(
+        m_fx->db().exec(
+            QStringLiteral("INSERT INTO sys.t_access_right (c_sys_name, c_name) VALUES "
+                           "('TEST_RIGHT_A', 'A'), ('TEST_RIGHT_B', 'B') ON CONFLICT DO NOTHING;"
+                           "INSERT INTO sys.t_user (c_login, c_name, c_password) VALUES "
+                           "('t_holder', 'Holder', crypt('pw''1', gen_salt('bf'))),"
+                           "('t_blocked', 'Blocked', crypt('pw', gen_salt('bf')));"
+                           "UPDATE sys.t_user SET b_active = false WHERE c_login = 't_blocked';"
+                           "INSERT INTO sys.tl_user_access_right (id_user, id_access_right) "
+                           "SELECT u.id, r.id FROM sys.t_user u, sys.t_access_right r "
+                           "WHERE u.c_login = 't_holder' AND r.c_sys_name = 'TEST_RIGHT_A'"),
+            &error),
+        qPrintable(error));
 
     QVERIFY(!m_canDo(QStringLiteral("TEST_RIGHT_A"))); // nobody logged in yet
 
@@ -604,7 +561,7 @@ void TestDriver::login_checksPasswordsAndRights()
 
 void TestDriver::userId_boundInPrePassAndByName()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
     const QString sql = QStringLiteral(
         "SELECT :UserID, :id_user, :n_number, :c_name, :c_description, :n_due, :b_is_complete, "
         ":b_is_del, :NULL ");
@@ -651,14 +608,14 @@ void TestDriver::userId_boundInPrePassAndByName()
 
 void TestDriver::userId_createsTaskAsLoggedInUser()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
     QVERIFY(m_login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova")));
     QString text =
         m_bind(QStringLiteral("SELECT id FROM task.t_scheduler_insert(:UserID, :id_user, "
                               ":n_number, :c_name, :c_description, :n_due, "
                               ":b_is_complete, :b_is_del) "),
                QStringLiteral("NULL"), QVariant(QStringLiteral("NULL")));
-    QSqlQuery guest(m_demo->directConnection());
+    QSqlQuery guest(m_fx->db().directConnection());
     QVERIFY(guest.exec(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = 'guest'")));
     QVERIFY(guest.next());
     const QVariantList values{guest.value(0),
@@ -675,7 +632,7 @@ void TestDriver::userId_createsTaskAsLoggedInUser()
     QSqlQuery q(driverDb());
     QVERIFY2(q.exec(text) && q.next(), qPrintable(q.lastError().text()));
 
-    QSqlQuery check(m_demo->directConnection());
+    QSqlQuery check(m_fx->db().directConnection());
     QVERIFY(check.exec(QStringLiteral("SELECT u.c_login, t.id_user, t.c_name, t.c_description "
                                       "FROM task.t_scheduler t JOIN sys.t_user u "
                                       "ON u.id = t.id_creator WHERE t.id = %1")
@@ -689,9 +646,9 @@ void TestDriver::userId_createsTaskAsLoggedInUser()
 
 void TestDriver::connect_missingDatabaseWithoutCreateRight_isAnError()
 {
-    QVERIFY(
-        m_demo->exec(QStringLiteral("DO $$ BEGIN CREATE ROLE driver_no_createdb LOGIN NOCREATEDB; "
-                                    "EXCEPTION WHEN duplicate_object THEN NULL; END $$")));
+    QVERIFY(m_fx->db().exec(
+        QStringLiteral("DO $$ BEGIN CREATE ROLE driver_no_createdb LOGIN NOCREATEDB; "
+                       "EXCEPTION WHEN duplicate_object THEN NULL; END $$")));
     const QString missing =
         QStringLiteral("driver_never_") + QUuid::createUuid().toString(QUuid::Id128).left(8);
     QString status;
@@ -712,8 +669,8 @@ void TestDriver::connect_missingDatabaseWithoutCreateRight_isAnError()
 
 void TestDriver::scriptsAttributesAndPanels()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
-    QVERIFY(m_demo->exec(QStringLiteral(
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
+    QVERIFY(m_fx->db().exec(QStringLiteral(
         "INSERT INTO sys.t_script (c_name, c_text) VALUES "
         "('TEST_DRIVER_SCRIPT', 'SELECT 41 + 1'), ('TEST_DRIVER_USER', 'SELECT :UserID ')")));
 
@@ -725,10 +682,10 @@ void TestDriver::scriptsAttributesAndPanels()
     QVERIFY(!m_resultExecSql(QStringLiteral("NO_SUCH_SCRIPT"), QString()).isValid());
 
     // Cached until the next Connect.
-    QVERIFY(m_demo->exec(QStringLiteral(
+    QVERIFY(m_fx->db().exec(QStringLiteral(
         "UPDATE sys.t_script SET c_text = 'SELECT 2' WHERE c_name = 'TEST_DRIVER_SCRIPT'")));
     QCOMPARE(m_getScript(QStringLiteral("TEST_DRIVER_SCRIPT")), QStringLiteral("SELECT 41 + 1"));
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
     QCOMPARE(m_getScript(QStringLiteral("TEST_DRIVER_SCRIPT")), QStringLiteral("SELECT 2"));
 
     QVERIFY(m_login(QStringLiteral(""), QStringLiteral("admin")));
@@ -738,8 +695,8 @@ void TestDriver::scriptsAttributesAndPanels()
     QVERIFY(!m_getSystemAttr(QStringLiteral("FilePath")).toString().isEmpty());
     QVERIFY(!m_getSystemAttr(QStringLiteral("NoSuchAttribute")).isValid());
 
-    QVERIFY(m_demo->exec(QStringLiteral("INSERT INTO sys.t_panel (c_name, c_library, c_caption, "
-                                        "n_order) VALUES ('first', 'first', 'Первая', -1)")));
+    QVERIFY(m_fx->db().exec(QStringLiteral("INSERT INTO sys.t_panel (c_name, c_library, c_caption, "
+                                           "n_order) VALUES ('first', 'first', 'Первая', -1)")));
     QPanelList panels{panelData()};
     QVERIFY(m_getPanels(panels));
     QVERIFY(panels.size() >= 2);
@@ -756,7 +713,7 @@ void TestDriver::scriptsAttributesAndPanels()
 
 void TestDriver::batchExec_splitsSafelyAndIsAllOrNothing()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
     const QString good = QStringLiteral(
         "-- a comment; with a semicolon\n"
         "CREATE TABLE public.t_batch (c text);\n"
@@ -805,8 +762,8 @@ void TestDriver::batchExec_splitsSafelyAndIsAllOrNothing()
 
 void TestDriver::scopeIdentity_returnsNewKey()
 {
-    QCOMPARE(connectTo(*m_demo), QStringLiteral("Ok"));
-    QVERIFY(m_demo->exec(QStringLiteral(
+    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
+    QVERIFY(m_fx->db().exec(QStringLiteral(
         "CREATE TABLE public.t_ident (id bigserial PRIMARY KEY, c text);"
         "CREATE TABLE public.t_other (id bigserial PRIMARY KEY, c text);"
         "SELECT setval('public.t_other_id_seq', 1000);"

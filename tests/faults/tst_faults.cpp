@@ -4,12 +4,11 @@
 #include "faultcodedialog.h"
 #include "faultcodeeditdialog.h"
 #include "faulttypedialog.h"
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QComboBox>
@@ -53,6 +52,18 @@ void makeCurrent(QTableView *view, int row)
     view->setCurrentIndex(view->model()->index(row, column));
 }
 
+// Makes current the row that shows `text` in some column; false when none does.
+bool makeCurrent(QTableView *view, const QString &text)
+{
+    for (int r = 0; r < view->model()->rowCount(); ++r)
+        for (int c = 0; c < view->model()->columnCount(); ++c)
+            if (view->model()->index(r, c).data().toString() == text) {
+                makeCurrent(view, r);
+                return true;
+            }
+    return false;
+}
+
 void chooseType(QComboBox *box, const QString &name)
 {
     const int index = box->findText(name);
@@ -93,9 +104,7 @@ private slots:
     void init();
     void cleanup();
 
-    void typeWithoutCodes_nothingToChoose();
     void choosingCode_givesItsData();
-    void fullNameOfCodeWithoutDescription();
     void closedChooser_leavesCodeTableUnfiltered();
     void addCode_numberedFromTypeCounter();
     void addCodeUnderOtherType_keepsShownList();
@@ -120,10 +129,8 @@ private:
     void login(const QString &user);
     qint64 addType(const QString &name, const QString &sysName, const QString &prefix);
     qint64 addCode(qint64 type, const QString &name, const QString &description);
-    QVariant dbValue(const QString &sql);
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     QDataSet *m_document = nullptr;
     QDataTable *m_codes = nullptr;
     qint64 m_mech = 0;
@@ -133,8 +140,7 @@ private:
 
 void TestFaults::init()
 {
-    m_db = std::make_unique<PgTestDb>(QStringLiteral("faults"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+    START_FIXTURE(m_fx, QStringLiteral("faults"));
     login(QStringLiteral("kuznetsova"));
 
     m_mech = addType(QStringLiteral("Механика"), QStringLiteral("TST_MECH"), QStringLiteral("TM-"));
@@ -149,63 +155,64 @@ void TestFaults::init()
 
 void TestFaults::cleanup()
 {
-    m_connection.reset();
-    m_db.reset();
+    m_fx.reset();
 }
 
 // Logs `user` in for real and points the module's data set at the new
 // connection (the data set lives as long as the process).
 void TestFaults::login(const QString &user)
 {
-    m_connection.reset();
-    m_connection = std::make_unique<LoggedInConnection>(*m_db, user, user);
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
+    QVERIFY2(m_fx->login(user), qPrintable(m_fx->error()));
     m_document = getDocument(qApp);
     QVERIFY(m_document);
     for (QDataTable *table : m_document->tables())
-        table->setConnection(m_connection->connection());
+        table->setConnection(m_fx->connection());
     m_codes = m_document->getTable(QStringLiteral("t_fault_code"));
     QVERIFY(m_codes);
 }
 
 qint64 TestFaults::addType(const QString &name, const QString &sysName, const QString &prefix)
 {
-    return dbValue(QStringLiteral("INSERT INTO qms.t_fault_type (c_name, c_sys_name, c_prefix) "
-                                  "VALUES ('%1', '%2', '%3') RETURNING id")
-                       .arg(name, sysName, prefix))
+    return m_fx
+        ->value(QStringLiteral("INSERT INTO qms.t_fault_type (c_name, c_sys_name, c_prefix) "
+                               "VALUES ('%1', '%2', '%3') RETURNING id")
+                    .arg(name, sysName, prefix))
         .toLongLong();
 }
 
 qint64 TestFaults::addCode(qint64 type, const QString &name, const QString &description)
 {
-    return dbValue(QStringLiteral("INSERT INTO qms.t_fault_code (id_type, c_name, c_description) "
-                                  "VALUES (%1, '%2', '%3') RETURNING id")
-                       .arg(type)
-                       .arg(name, description))
+    return m_fx
+        ->value(QStringLiteral("INSERT INTO qms.t_fault_code (id_type, c_name, c_description) "
+                               "VALUES (%1, '%2', '%3') RETURNING id")
+                    .arg(type)
+                    .arg(name, description))
         .toLongLong();
 }
 
-QVariant TestFaults::dbValue(const QString &sql)
+// The chooser lists the codes of the chosen type and gives the chosen code's
+// data; a type without codes leaves nothing to choose.
+void TestFaults::choosingCode_givesItsData()
 {
-    QSqlQuery query(m_db->directConnection());
-    if (!query.exec(sql) || !query.next()) {
-        qWarning() << sql << query.lastError().text();
-        return QVariant();
-    }
-    return query.value(0);
-}
-
-void TestFaults::typeWithoutCodes_nothingToChoose()
-{
+    addCode(m_elec, QStringLiteral("TE-202"), QString());
     FaultCodeDialog dialog(m_document);
     auto *box = dialog.findChild<QComboBox *>(QStringLiteral("cbType"));
     auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvCode"));
-    QCOMPARE(dialog.windowTitle(), QStringLiteral("Код дефекта"));
-
-    chooseType(box, QStringLiteral("Механика"));
+    chooseType(box, QStringLiteral("Электрика"));
     QCOMPARE(visibleRows(view), 2);
-    makeCurrent(view, findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TM-101")));
+    const int row = findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TE-201"));
+    QVERIFY(!view->isRowHidden(row));
+    makeCurrent(view, row);
     QVERIFY(okButton(&dialog)->isEnabled());
+    QVERIFY(tool(&dialog, "btEdit")->isEnabled());
+    QCOMPARE(dialog.currentData(),
+             m_fx->value(QStringLiteral("SELECT id FROM qms.t_fault_code WHERE c_name = 'TE-201'"))
+                 .toLongLong());
+    QCOMPARE(dialog.currentText(), QStringLiteral("TE-201"));
+    QCOMPARE(dialog.currentDescription(), QStringLiteral("Обрыв"));
+    QCOMPARE(dialog.currentFullName(), QStringLiteral("TE-201 (Обрыв)"));
+    makeCurrent(view, findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TE-202")));
+    QCOMPARE(dialog.currentFullName(), QStringLiteral("TE-202 ()"));
 
     chooseType(box, QStringLiteral("Без кодов"));
     QCOMPARE(visibleRows(view), 0);
@@ -213,40 +220,7 @@ void TestFaults::typeWithoutCodes_nothingToChoose()
     QVERIFY(!tool(&dialog, "btDelete")->isEnabled());
     QVERIFY(!okButton(&dialog)->isEnabled());
     QCOMPARE(dialog.currentData(), qint64(0));
-    QCOMPARE(dialog.currentText(), QString());
     QCOMPARE(dialog.currentFullName(), QString());
-}
-
-void TestFaults::choosingCode_givesItsData()
-{
-    FaultCodeDialog dialog(m_document);
-    auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvCode"));
-    chooseType(dialog.findChild<QComboBox *>(QStringLiteral("cbType")),
-               QStringLiteral("Электрика"));
-    QCOMPARE(visibleRows(view), 1);
-    const int row = findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TE-201"));
-    QVERIFY(!view->isRowHidden(row));
-    makeCurrent(view, row);
-
-    QVERIFY(okButton(&dialog)->isEnabled());
-    QVERIFY(tool(&dialog, "btEdit")->isEnabled());
-    QCOMPARE(dialog.currentData(),
-             dbValue(QStringLiteral("SELECT id FROM qms.t_fault_code WHERE c_name = 'TE-201'"))
-                 .toLongLong());
-    QCOMPARE(dialog.currentText(), QStringLiteral("TE-201"));
-    QCOMPARE(dialog.currentDescription(), QStringLiteral("Обрыв"));
-    QCOMPARE(dialog.currentFullName(), QStringLiteral("TE-201 (Обрыв)"));
-}
-
-void TestFaults::fullNameOfCodeWithoutDescription()
-{
-    addCode(m_elec, QStringLiteral("TE-202"), QString());
-    FaultCodeDialog dialog(m_document);
-    auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvCode"));
-    chooseType(dialog.findChild<QComboBox *>(QStringLiteral("cbType")),
-               QStringLiteral("Электрика"));
-    makeCurrent(view, findRow(m_codes, QStringLiteral("c_name"), QStringLiteral("TE-202")));
-    QCOMPARE(dialog.currentFullName(), QStringLiteral("TE-202 ()"));
 }
 
 void TestFaults::closedChooser_leavesCodeTableUnfiltered()
@@ -291,14 +265,14 @@ void TestFaults::addCode_numberedFromTypeCounter()
     QCOMPARE(dialog.currentText(), QStringLiteral("TM-2"));
     QCOMPARE(modal.unexpected(), 0);
 
-    QCOMPARE(dbValue(QStringLiteral("SELECT string_agg(c_name || '=' || c_description, ',' "
-                                    "ORDER BY id) FROM qms.t_fault_code WHERE id_type = %1 "
-                                    "AND c_name IN ('TM-1', 'TM-2')")
-                         .arg(m_mech))
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT string_agg(c_name || '=' || c_description, ',' "
+                                        "ORDER BY id) FROM qms.t_fault_code WHERE id_type = %1 "
+                                        "AND c_name IN ('TM-1', 'TM-2')")
+                             .arg(m_mech))
                  .toString(),
              QStringLiteral("TM-1=Вмятина,TM-2=Трещина"));
     QCOMPARE(dialog.currentData(),
-             dbValue(QStringLiteral("SELECT id FROM qms.t_fault_code WHERE c_name = 'TM-2'"))
+             m_fx->value(QStringLiteral("SELECT id FROM qms.t_fault_code WHERE c_name = 'TM-2'"))
                  .toLongLong());
 }
 
@@ -315,9 +289,9 @@ void TestFaults::addCodeUnderOtherType_keepsShownList()
     tool(&dialog, "btAdd")->click();
     QCOMPARE(modal.pending(), 0);
 
-    QCOMPARE(dbValue(QStringLiteral("SELECT c_name FROM qms.t_fault_code WHERE id_type = %1 "
-                                    "AND c_description = 'Пробой'")
-                         .arg(m_elec))
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT c_name FROM qms.t_fault_code WHERE id_type = %1 "
+                                        "AND c_description = 'Пробой'")
+                             .arg(m_elec))
                  .toString(),
              QStringLiteral("TE-1"));
     QCOMPARE(box->currentText(), QStringLiteral("Механика"));
@@ -351,10 +325,11 @@ void TestFaults::editCodeIntoOtherType_leavesList()
     QCOMPARE(modal.pending(), 0);
 
     // Stored under the new type; the code itself is kept.
-    QCOMPARE(dbValue(QStringLiteral("SELECT id_type || '/' || c_description FROM qms.t_fault_code "
-                                    "WHERE c_name = 'TM-102'"))
-                 .toString(),
-             QStringLiteral("%1/Скол эмали").arg(m_elec));
+    QCOMPARE(
+        m_fx->value(QStringLiteral("SELECT id_type || '/' || c_description FROM qms.t_fault_code "
+                                   "WHERE c_name = 'TM-102'"))
+            .toString(),
+        QStringLiteral("%1/Скол эмали").arg(m_elec));
     QCOMPARE(box->currentText(), QStringLiteral("Механика"));
     QCOMPARE(visibleRows(view), 1);
     QVERIFY(!okButton(&dialog)->isEnabled());
@@ -376,7 +351,7 @@ void TestFaults::deleteCode_onlyOnOk()
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(modal.messages(), QStringList{QStringLiteral("Удаление|Удалить дефект TM-101?")});
     QCOMPARE(
-        dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = 'TM-101'"))
+        m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = 'TM-101'"))
             .toInt(),
         1);
 
@@ -384,7 +359,7 @@ void TestFaults::deleteCode_onlyOnOk()
     tool(&dialog, "btDelete")->click();
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(
-        dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = 'TM-101'"))
+        m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = 'TM-101'"))
             .toInt(),
         0);
     QCOMPARE(visibleRows(view), 1);
@@ -394,13 +369,15 @@ void TestFaults::deleteCode_onlyOnOk()
 void TestFaults::deleteCodeInUse_refusedAndNotPending()
 {
     // A code that a defect of the demo plant refers to.
-    const QString code = dbValue(QStringLiteral("SELECT fc.c_name FROM docs.t_process_exam pe "
-                                                "JOIN qms.t_fault_code fc ON fc.id = pe.id_fault "
-                                                "ORDER BY pe.id LIMIT 1"))
-                             .toString();
+    const QString code =
+        m_fx->value(QStringLiteral("SELECT fc.c_name FROM docs.t_process_exam pe "
+                                   "JOIN qms.t_fault_code fc ON fc.id = pe.id_fault "
+                                   "ORDER BY pe.id LIMIT 1"))
+            .toString();
     QVERIFY2(!code.isEmpty(), "the demo data has no defect with a fault code");
     const QString type =
-        dbValue(QStringLiteral("SELECT ft.c_name FROM qms.t_fault_code fc JOIN qms.t_fault_type "
+        m_fx->value(
+                QStringLiteral("SELECT ft.c_name FROM qms.t_fault_code fc JOIN qms.t_fault_type "
                                "ft ON ft.id = fc.id_type WHERE fc.c_name = '%1'")
                     .arg(code))
             .toString();
@@ -417,16 +394,15 @@ void TestFaults::deleteCodeInUse_refusedAndNotPending()
     tool(&dialog, "btDelete")->click();
     QCOMPARE(modal.pending(), 0);
 
-    QCOMPARE(
-        dbValue(
-            QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = '%1'").arg(code))
-            .toInt(),
-        1);
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = '%1'")
+                             .arg(code))
+                 .toInt(),
+             1);
     QCOMPARE(visibleRows(view), listed);
     QVERIFY(findRow(m_codes, QStringLiteral("c_name"), code) >= 0);
     // Saving a defect must not send the refused deletion again.
     QVERIFY(!m_codes->isModified());
-    QVERIFY(m_document->commit(m_connection->connection()));
+    QVERIFY(m_document->commit(m_fx->connection()));
 }
 
 void TestFaults::typeEditorDeletesShownType_boxWithoutSelection()
@@ -440,13 +416,7 @@ void TestFaults::typeEditorDeletesShownType_boxWithoutSelection()
     modal.expect([&modal](QWidget *editor) {
         QVERIFY(qobject_cast<FaultTypeDialog *>(editor));
         auto *types = editor->findChild<QTableView *>(QStringLiteral("tvType"));
-        int row = -1;
-        for (int r = 0; r < types->model()->rowCount(); ++r)
-            for (int c = 0; c < types->model()->columnCount(); ++c)
-                if (types->model()->index(r, c).data().toString() == QStringLiteral("Без кодов"))
-                    row = r;
-        QVERIFY(row >= 0);
-        makeCurrent(types, row);
+        QVERIFY(makeCurrent(types, QStringLiteral("Без кодов")));
         modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
         tool(editor, "btDelete")->click();
         editor->findChild<QPushButton *>(QStringLiteral("pushButtonClose"))->click();
@@ -458,7 +428,8 @@ void TestFaults::typeEditorDeletesShownType_boxWithoutSelection()
     QCOMPARE(modal.unexpected(), 0);
 
     QCOMPARE(
-        dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE id = %1").arg(m_empty))
+        m_fx->value(
+                QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE id = %1").arg(m_empty))
             .toInt(),
         0);
     QCOMPARE(box->currentIndex(), -1);
@@ -483,10 +454,11 @@ void TestFaults::addType_storesCounterSettings()
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(modal.unexpected(), 0);
 
-    QCOMPARE(dbValue(QStringLiteral("SELECT c_sys_name || '/' || c_prefix FROM qms.t_fault_type "
-                                    "WHERE c_name = 'Корпус'"))
-                 .toString(),
-             QStringLiteral("TST_CASE/CS-"));
+    QCOMPARE(
+        m_fx->value(QStringLiteral("SELECT c_sys_name || '/' || c_prefix FROM qms.t_fault_type "
+                                   "WHERE c_name = 'Корпус'"))
+            .toString(),
+        QStringLiteral("TST_CASE/CS-"));
     QCOMPARE(view->model()->rowCount(), before + 1);
     QCOMPARE(view->currentIndex().row(), before);
     QVERIFY(tool(&dialog, "btEdit")->isEnabled());
@@ -520,7 +492,7 @@ void TestFaults::addType_cancelledOrEmptyPrompt_storesNothing()
     FaultTypeDialog dialog;
     auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvType"));
     const int before = view->model()->rowCount();
-    const int stored = dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_type")).toInt();
+    const int stored = m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_type")).toInt();
 
     ModalResponder modal;
     for (int prompt = 0; prompt < failingPrompt; ++prompt)
@@ -532,7 +504,7 @@ void TestFaults::addType_cancelledOrEmptyPrompt_storesNothing()
     QCOMPARE(modal.unexpected(), 0);
     QVERIFY(modal.messages().isEmpty());
 
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_type")).toInt(), stored);
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_type")).toInt(), stored);
     QCOMPARE(view->model()->rowCount(), before);
 }
 
@@ -540,18 +512,12 @@ void TestFaults::renameType_sameTextStoresNothing()
 {
     FaultTypeDialog dialog;
     auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvType"));
-    int row = -1;
-    for (int r = 0; r < view->model()->rowCount(); ++r)
-        for (int c = 0; c < view->model()->columnCount(); ++c)
-            if (view->model()->index(r, c).data().toString() == QStringLiteral("Механика"))
-                row = r;
-    QVERIFY(row >= 0);
-    makeCurrent(view, row);
+    QVERIFY(makeCurrent(view, QStringLiteral("Механика")));
 
     // xmin changes with every stored version of the row.
     const QString version =
         QStringLiteral("SELECT xmin::text FROM qms.t_fault_type WHERE id = %1").arg(m_mech);
-    const QString before = dbValue(version).toString();
+    const QString before = m_fx->value(version).toString();
 
     ModalResponder modal;
     modal.expect([](QWidget *prompt) {
@@ -561,14 +527,14 @@ void TestFaults::renameType_sameTextStoresNothing()
     });
     tool(&dialog, "btEdit")->click();
     QCOMPARE(modal.pending(), 0);
-    QCOMPARE(dbValue(version).toString(), before);
+    QCOMPARE(m_fx->value(version).toString(), before);
 
     modal.expect(ModalResponder::enterText(QStringLiteral("Механические")));
     tool(&dialog, "btEdit")->click();
     QCOMPARE(modal.pending(), 0);
-    QCOMPARE(dbValue(QStringLiteral("SELECT c_name || '/' || c_sys_name || '/' || c_prefix "
-                                    "FROM qms.t_fault_type WHERE id = %1")
-                         .arg(m_mech))
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT c_name || '/' || c_sys_name || '/' || c_prefix "
+                                        "FROM qms.t_fault_type WHERE id = %1")
+                             .arg(m_mech))
                  .toString(),
              QStringLiteral("Механические/TST_MECH/TM-"));
 }
@@ -578,13 +544,7 @@ void TestFaults::deleteTypeInUse_refusedAndKept()
     FaultTypeDialog dialog;
     auto *view = dialog.findChild<QTableView *>(QStringLiteral("tvType"));
     const int before = view->model()->rowCount();
-    int row = -1;
-    for (int r = 0; r < view->model()->rowCount(); ++r)
-        for (int c = 0; c < view->model()->columnCount(); ++c)
-            if (view->model()->index(r, c).data().toString() == QStringLiteral("Механика"))
-                row = r;
-    QVERIFY(row >= 0);
-    makeCurrent(view, row);
+    QVERIFY(makeCurrent(view, QStringLiteral("Механика")));
 
     ModalResponder modal;
     modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
@@ -592,13 +552,13 @@ void TestFaults::deleteTypeInUse_refusedAndKept()
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(modal.messages(),
              QStringList{QStringLiteral("Удаление типа|Удалить тип дефекта Механика?")});
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE id_type = %1")
+                             .arg(m_mech))
+                 .toInt(),
+             2);
     QCOMPARE(
-        dbValue(
-            QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE id_type = %1").arg(m_mech))
-            .toInt(),
-        2);
-    QCOMPARE(
-        dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE id = %1").arg(m_mech))
+        m_fx->value(
+                QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE id = %1").arg(m_mech))
             .toInt(),
         1);
     QCOMPARE(view->model()->rowCount(), before);
@@ -610,7 +570,7 @@ void TestFaults::deleteTypeInUse_refusedAndKept()
     tool(&dialog, "btAdd")->click();
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(
-        dbValue(QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE c_name = 'Корпус'"))
+        m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE c_name = 'Корпус'"))
             .toInt(),
         1);
     QCOMPARE(view->model()->rowCount(), before + 1);
@@ -706,7 +666,7 @@ void TestFaults::rights()
     QFETCH(QString, user);
     QFETCH(bool, canEdit);
     login(user);
-    QCOMPARE(m_connection->connection()->canDo(QStringLiteral("FAIL_CODE_CREATE")), canEdit);
+    QCOMPARE(m_fx->connection()->canDo(QStringLiteral("FAIL_CODE_CREATE")), canEdit);
 
     FaultCodeDialog chooser(m_document);
     FaultTypeDialog types;

@@ -1,4 +1,4 @@
-#include "pgtestdb.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QLibrary>
@@ -65,13 +65,12 @@ private slots:
 
 private:
     // The demo database shared by the cases that only read from it.
-    QScopedPointer<PgTestDb> m_db;
+    std::unique_ptr<TestFixture> m_fx;
 };
 
 void TestHost::initTestCase()
 {
-    m_db.reset(new PgTestDb(QStringLiteral("tst_host")));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+    START_FIXTURE(m_fx, QStringLiteral("host"), TestFixture::DatabaseOnly);
 }
 
 void TestHost::check_windowUpWithModule_data()
@@ -88,7 +87,7 @@ void TestHost::check_windowUpWithModule_data()
 void TestHost::check_windowUpWithModule()
 {
     QFETCH(QStringList, arguments);
-    const PgTestDb &db = *m_db;
+    const PgTestDb &db = m_fx->db();
     QVERIFY2(db.isValid(), qPrintable(db.error()));
 
     const HostRun run = runHost(db.name(), arguments + QStringList{QStringLiteral("--check")});
@@ -112,7 +111,7 @@ void TestHost::refusedLogin_clearMessageAndCode()
 {
     QFETCH(QString, user);
     QFETCH(QString, password);
-    const PgTestDb &db = *m_db;
+    const PgTestDb &db = m_fx->db();
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     QStringList arguments{QStringLiteral("--check"), QStringLiteral("--user"), user};
     if (!password.isNull())
@@ -152,7 +151,7 @@ void TestHost::brokenModules_areSkipped()
 {
     QFETCH(int, module);
     QFETCH(QString, message);
-    const PgTestDb &db = *m_db;
+    const PgTestDb &db = m_fx->db();
     QVERIFY2(db.isValid(), qPrintable(db.error()));
     QTemporaryDir libDir;
     QVERIFY(QFile::link(PgTestDb::driverPath(), libDir.filePath(QStringLiteral("libpgdriver.so"))));

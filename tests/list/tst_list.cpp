@@ -1,12 +1,11 @@
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "producttreedialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
 #include "rejectsview.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QAction>
@@ -68,14 +67,12 @@ private:
     int visibleRows() const;
     int rowOf(qint64 id) const;
     QList<qint64> dbIds(const QString &where) const;
-    QVariant dbValue(const QString &sql) const;
     // Presses a button of the next modal box (by its standard button or text),
     // remembering the box's text.
     void answerNextBox(QMessageBox::StandardButton button);
     QJsonObject readWorkbook(const QString &fileName);
 
-    QScopedPointer<PgTestDb> m_db;
-    QScopedPointer<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     QDataSet *m_set = nullptr;
     QDataTable *m_table = nullptr;
     RejectsView *m_view = nullptr;
@@ -85,10 +82,7 @@ private:
 
 void TestList::initTestCase()
 {
-    m_db.reset(new PgTestDb(QStringLiteral("list")));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    m_connection.reset(new LoggedInConnection(*m_db));
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
+    START_FIXTURE(m_fx, QStringLiteral("list"));
     m_set = getDocument(qApp);
     QVERIFY(m_set);
     m_table = m_set->getTable(QStringLiteral("t_process_exam"));
@@ -104,8 +98,7 @@ void TestList::cleanupTestCase()
 {
     delete m_view;
     m_view = nullptr;
-    m_connection.reset();
-    m_db.reset();
+    m_fx.reset();
 }
 
 void TestList::init()
@@ -186,7 +179,7 @@ int TestList::rowOf(qint64 id) const
 
 QList<qint64> TestList::dbIds(const QString &where) const
 {
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery query(m_fx->db().directConnection(QStringLiteral("check")));
     QList<qint64> ids;
     if (!query.exec(
             QStringLiteral("SELECT id FROM docs.v_process_exam WHERE %1 ORDER BY id").arg(where)))
@@ -194,14 +187,6 @@ QList<qint64> TestList::dbIds(const QString &where) const
     while (query.next())
         ids.append(query.value(0).toLongLong());
     return ids;
-}
-
-QVariant TestList::dbValue(const QString &sql) const
-{
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
-    if (!query.exec(sql) || !query.next())
-        return QVariant();
-    return query.value(0);
 }
 
 void TestList::answerNextBox(QMessageBox::StandardButton button)
@@ -279,12 +264,13 @@ void TestList::newDefect_disablesNewUntilSavedOrDiscarded()
     // Saved: the database gives the defect its id and number.
     action(QStringLiteral("acNew"))->trigger();
     QVERIFY(!action(QStringLiteral("acNew"))->isEnabled());
-    const QString stage = dbValue(QStringLiteral("SELECT c_sys_name FROM qms.t_exam_stage ORDER BY "
-                                                 "n_order LIMIT 1"))
-                              .toString();
+    const QString stage =
+        m_fx->value(QStringLiteral("SELECT c_sys_name FROM qms.t_exam_stage ORDER BY "
+                                   "n_order LIMIT 1"))
+            .toString();
     QVERIFY(m_table->setField(QStringLiteral("c_exam_stage_sys_name"), stage));
     QVERIFY(m_table->setField(QStringLiteral("c_description"), QStringLiteral("Скол корпуса")));
-    QVERIFY(m_set->commit(m_connection->connection()));
+    QVERIFY(m_set->commit(m_fx->connection()));
     m_view->afterCommit();
     const qint64 id = m_table->getViewCurrentRecord().value(QStringLiteral("id")).toLongLong();
     QVERIFY(id > 0);
@@ -341,7 +327,7 @@ void TestList::delete_askedAndCommitted()
     QVERIFY(open.size() >= 2);
     const qint64 id = open.last();
     const QString name =
-        dbValue(QStringLiteral("SELECT c_name FROM docs.v_process_exam WHERE id = %1").arg(id))
+        m_fx->value(QStringLiteral("SELECT c_name FROM docs.v_process_exam WHERE id = %1").arg(id))
             .toString();
     QSignalSpy autoEdit(m_view, SIGNAL(autoEdit()));
 
@@ -447,17 +433,18 @@ void TestList::refresh_keepsFilterThatStillOccurs()
     QCOMPARE(visibleRows(), visible);
 
     // The stage is renamed meanwhile: its old name no longer occurs.
-    QVERIFY(m_db->exec(QStringLiteral("UPDATE qms.t_exam_stage SET c_name = c_name || ' (старое)' "
-                                      "WHERE c_name = '%1'")
-                           .arg(stageText)));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("UPDATE qms.t_exam_stage SET c_name = c_name || ' (старое)' "
+                                       "WHERE c_name = '%1'")
+                            .arg(stageText)));
     m_view->refresh();
     QCOMPARE(stage->currentIndex(), 0);
     QCOMPARE(stage->currentText(), QStringLiteral("-= ВСЕ =-"));
     QCOMPARE(status->currentText(), statusText);
     QCOMPARE(visibleRows(), dbIds(QStringLiteral("c_status = '%1'").arg(statusText)).size());
-    QVERIFY(m_db->exec(QStringLiteral("UPDATE qms.t_exam_stage SET c_name = '%1' "
-                                      "WHERE c_name = '%1 (старое)'")
-                           .arg(stageText)));
+    QVERIFY(m_fx->db().exec(QStringLiteral("UPDATE qms.t_exam_stage SET c_name = '%1' "
+                                           "WHERE c_name = '%1 (старое)'")
+                                .arg(stageText)));
 }
 
 void TestList::merge_movesDiscussionAndPictures()
@@ -466,21 +453,23 @@ void TestList::merge_movesDiscussionAndPictures()
     QVERIFY(ids.size() >= 3);
     const qint64 target = ids.at(0);
     const qint64 source = ids.at(1);
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO docs.t_process_exam_disc (id_process_exam, "
-                                      "c_author, c_text) VALUES (%1, 'Тест', 'Обсуждение "
-                                      "источника')")
-                           .arg(source)));
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO lrg.t_file (c_file, n_size, bl_file) VALUES "
-                                      "('merge_source.png', 3, '\\x010203')")));
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO lrg.t_file_owner (id_file, c_table, n_key) "
-                                      "SELECT id, 't_process_exam', %1 FROM lrg.t_file WHERE "
-                                      "c_file = 'merge_source.png'")
-                           .arg(source)));
-    const int discussion = dbValue(QStringLiteral("SELECT count(*) FROM docs.t_process_exam_disc "
-                                                  "WHERE id_process_exam IN (%1, %2)")
-                                       .arg(source)
-                                       .arg(target))
-                               .toInt();
+    QVERIFY(m_fx->db().exec(QStringLiteral("INSERT INTO docs.t_process_exam_disc (id_process_exam, "
+                                           "c_author, c_text) VALUES (%1, 'Тест', 'Обсуждение "
+                                           "источника')")
+                                .arg(source)));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("INSERT INTO lrg.t_file (c_file, n_size, bl_file) VALUES "
+                                       "('merge_source.png', 3, '\\x010203')")));
+    QVERIFY(m_fx->db().exec(QStringLiteral("INSERT INTO lrg.t_file_owner (id_file, c_table, n_key) "
+                                           "SELECT id, 't_process_exam', %1 FROM lrg.t_file WHERE "
+                                           "c_file = 'merge_source.png'")
+                                .arg(source)));
+    const int discussion =
+        m_fx->value(QStringLiteral("SELECT count(*) FROM docs.t_process_exam_disc "
+                                   "WHERE id_process_exam IN (%1, %2)")
+                        .arg(source)
+                        .arg(target))
+            .toInt();
     m_view->refresh();
 
     m_view->setCurrentRowById(source);
@@ -494,24 +483,25 @@ void TestList::merge_movesDiscussionAndPictures()
     QCOMPARE(dbIds(QStringLiteral("id = %1").arg(source)).size(), 0);
     QCOMPARE(rowOf(source), -1);
     QCOMPARE(m_table->getViewCurrentRecord().value(QStringLiteral("id")).toLongLong(), target);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_process_exam_disc WHERE "
-                                    "id_process_exam = %1")
-                         .arg(target))
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM docs.t_process_exam_disc WHERE "
+                                        "id_process_exam = %1")
+                             .arg(target))
                  .toInt(),
              discussion);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file_owner o JOIN lrg.t_file f ON "
-                                    "f.id = o.id_file WHERE f.c_file = 'merge_source.png' AND "
-                                    "o.c_table = 't_process_exam' AND o.n_key = %1")
-                         .arg(target))
-                 .toInt(),
-             1);
+    QCOMPARE(
+        m_fx->value(QStringLiteral("SELECT count(*) FROM lrg.t_file_owner o JOIN lrg.t_file f ON "
+                                   "f.id = o.id_file WHERE f.c_file = 'merge_source.png' AND "
+                                   "o.c_table = 't_process_exam' AND o.n_key = %1")
+                        .arg(target))
+            .toInt(),
+        1);
     QVERIFY(m_table->getField(QStringLiteral("n_pics"), rowOf(target)).toInt() >= 1);
 
     // A cut defect that has disappeared merges nothing.
     m_view->setCurrentRowById(ids.at(2));
     action(QStringLiteral("acCut"))->trigger();
-    QVERIFY(
-        m_db->exec(QStringLiteral("DELETE FROM docs.t_process_exam WHERE id = %1").arg(ids.at(2))));
+    QVERIFY(m_fx->db().exec(
+        QStringLiteral("DELETE FROM docs.t_process_exam WHERE id = %1").arg(ids.at(2))));
     m_view->refresh();
     m_view->setCurrentRowById(target);
     action(QStringLiteral("acMerge"))->trigger();
@@ -524,12 +514,13 @@ void TestList::afterCommit_rereadsRowAndRefilters()
     hideReady()->setChecked(true);
     const qint64 id = dbIds(QStringLiteral("c_solution = '' AND n_pics = 0")).value(0);
     QVERIFY(id);
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO lrg.t_file (c_file, n_size, bl_file) VALUES "
-                                      "('after_commit.png', 3, '\\x010203')")));
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO lrg.t_file_owner (id_file, c_table, n_key) "
-                                      "SELECT id, 't_process_exam', %1 FROM lrg.t_file WHERE "
-                                      "c_file = 'after_commit.png'")
-                           .arg(id)));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("INSERT INTO lrg.t_file (c_file, n_size, bl_file) VALUES "
+                                       "('after_commit.png', 3, '\\x010203')")));
+    QVERIFY(m_fx->db().exec(QStringLiteral("INSERT INTO lrg.t_file_owner (id_file, c_table, n_key) "
+                                           "SELECT id, 't_process_exam', %1 FROM lrg.t_file WHERE "
+                                           "c_file = 'after_commit.png'")
+                                .arg(id)));
     QCOMPARE(m_view->setCurrentRowById(id), rowOf(id));
     QVERIFY(!tableView()->isRowHidden(rowOf(id)));
     QVERIFY(
@@ -543,7 +534,8 @@ void TestList::afterCommit_rereadsRowAndRefilters()
     // count come from the database.
     QCOMPARE(
         m_table->getField(QStringLiteral("c_status"), rowOf(id)).toString(),
-        dbValue(QStringLiteral("SELECT c_status FROM docs.v_process_exam WHERE id = %1").arg(id))
+        m_fx->value(
+                QStringLiteral("SELECT c_status FROM docs.v_process_exam WHERE id = %1").arg(id))
             .toString());
     QCOMPARE(m_table->getField(QStringLiteral("n_pics"), rowOf(id)).toInt(), 1);
     QCOMPARE(m_table->getRowState(rowOf(id)), 0);
@@ -668,12 +660,13 @@ void TestList::export_writesVisibleRows()
 
 void TestList::productTree_selectsProductFilter()
 {
-    const qint64 version = dbValue(QStringLiteral("SELECT id_product_version FROM "
-                                                  "docs.t_process_exam WHERE id_product_version "
-                                                  "IS NOT NULL ORDER BY id LIMIT 1"))
-                               .toLongLong();
+    const qint64 version =
+        m_fx->value(QStringLiteral("SELECT id_product_version FROM "
+                                   "docs.t_process_exam WHERE id_product_version "
+                                   "IS NOT NULL ORDER BY id LIMIT 1"))
+            .toLongLong();
     const QString name =
-        dbValue(QStringLiteral("SELECT inv.c_full_version_name(%1)").arg(version)).toString();
+        m_fx->value(QStringLiteral("SELECT inv.c_full_version_name(%1)").arg(version)).toString();
     QVERIFY(version && !name.isEmpty());
 
     bool recursiveShown = true;
@@ -699,13 +692,14 @@ void TestList::productTree_selectsProductFilter()
 
 void TestList::productTree_recursiveListHasAnalogs()
 {
-    const qint64 version = dbValue(QStringLiteral("SELECT id_version FROM inv.tl_version_analog "
-                                                  "ORDER BY id LIMIT 1"))
-                               .toLongLong();
+    const qint64 version =
+        m_fx->value(QStringLiteral("SELECT id_version FROM inv.tl_version_analog "
+                                   "ORDER BY id LIMIT 1"))
+            .toLongLong();
     QVERIFY2(version, "the demo data has analog versions");
     QList<qint64> expected = {version};
     {
-        QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+        QSqlQuery query(m_fx->db().directConnection(QStringLiteral("check")));
         QVERIFY(query.exec(
             QStringLiteral("SELECT * FROM inv.n_version_recursive_analog(%1)").arg(version)));
         while (query.next())
@@ -726,9 +720,9 @@ void TestList::productTree_recursiveListHasAnalogs()
     QCOMPARE(names.first(), dialog.getCurrentVersionName());
     QCOMPARE(
         dialog.getCurrentProductName(),
-        dbValue(QStringLiteral("SELECT p.c_name FROM inv.t_product p JOIN "
-                               "inv.t_product_version v ON v.id_product = p.id WHERE v.id = %1")
-                    .arg(version))
+        m_fx->value(QStringLiteral("SELECT p.c_name FROM inv.t_product p JOIN "
+                                   "inv.t_product_version v ON v.id_product = p.id WHERE v.id = %1")
+                        .arg(version))
             .toString());
 
     // Every version shows "<name> (<part number>)" with the version icon,
@@ -745,7 +739,7 @@ void TestList::task_createsTaskAndReportsIt()
     const qint64 id = dbIds(QStringLiteral("true")).value(0);
     m_view->setCurrentRowById(id);
     QVERIFY(action(QStringLiteral("acTask"))->isEnabled());
-    const int tasks = dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
+    const int tasks = m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt();
 
     m_boxText.clear();
     m_modal->expect([this](QWidget *modal) {
@@ -762,8 +756,9 @@ void TestList::task_createsTaskAndReportsIt()
     });
     action(QStringLiteral("acTask"))->trigger();
     const qint64 newTask =
-        dbValue(QStringLiteral("SELECT max(id) FROM task.t_scheduler")).toLongLong();
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks + 1);
+        m_fx->value(QStringLiteral("SELECT max(id) FROM task.t_scheduler")).toLongLong();
+    QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(),
+             tasks + 1);
     QCOMPARE(m_boxText, QStringLiteral("Задача|Задача №%1 успешно создана").arg(newTask));
 }
 

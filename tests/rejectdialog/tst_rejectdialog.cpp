@@ -1,7 +1,6 @@
-#include "loggedinconnection.h"
-#include "pgtestdb.h"
 #include "qdatatable.h"
 #include "rejectdialog.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QCheckBox>
@@ -18,7 +17,6 @@ class TestRejectDialog : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
 
     void construction_fillsFiltersAndDecorates();
     void groupContent_restrictsAndZeroShowsAll();
@@ -29,25 +27,14 @@ private slots:
 
 private:
     int visibleRows(RejectDialog &dialog) const;
-    QVariant dbValue(const QString &sql) const;
     QList<qint64> dbIds(const QString &where) const;
 
-    QScopedPointer<PgTestDb> m_db;
-    QScopedPointer<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
 };
 
 void TestRejectDialog::initTestCase()
 {
-    m_db.reset(new PgTestDb(QStringLiteral("rejectdialog")));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    m_connection.reset(new LoggedInConnection(*m_db));
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
-}
-
-void TestRejectDialog::cleanupTestCase()
-{
-    m_connection.reset();
-    m_db.reset();
+    START_FIXTURE(m_fx, QStringLiteral("rejectdialog"));
 }
 
 int TestRejectDialog::visibleRows(RejectDialog &dialog) const
@@ -59,17 +46,9 @@ int TestRejectDialog::visibleRows(RejectDialog &dialog) const
     return count;
 }
 
-QVariant TestRejectDialog::dbValue(const QString &sql) const
-{
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
-    if (!query.exec(sql) || !query.next())
-        return QVariant();
-    return query.value(0);
-}
-
 QList<qint64> TestRejectDialog::dbIds(const QString &where) const
 {
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery query(m_fx->db().directConnection(QStringLiteral("check")));
     QList<qint64> ids;
     query.exec(QStringLiteral("SELECT id FROM docs.v_process_exam WHERE %1").arg(where));
     while (query.next())
@@ -88,11 +67,12 @@ void TestRejectDialog::construction_fillsFiltersAndDecorates()
     auto *status = dialog.findChild<QComboBox *>(QStringLiteral("cbStatus"));
     QCOMPARE(stage->itemText(0), QStringLiteral("-= ВСЕ =-"));
     QCOMPARE(status->itemText(0), QStringLiteral("-= ВСЕ =-"));
-    QCOMPARE(stage->count() - 1,
-             dbValue(QStringLiteral("SELECT count(DISTINCT c_exam_stage) FROM docs.v_process_exam"))
-                 .toInt());
+    QCOMPARE(
+        stage->count() - 1,
+        m_fx->value(QStringLiteral("SELECT count(DISTINCT c_exam_stage) FROM docs.v_process_exam"))
+            .toInt());
     QCOMPARE(status->count() - 1,
-             dbValue(QStringLiteral("SELECT count(DISTINCT c_status) FROM docs.v_process_exam"))
+             m_fx->value(QStringLiteral("SELECT count(DISTINCT c_status) FROM docs.v_process_exam"))
                  .toInt());
 
     const QStandardItemModel *model = dialog.table()->getModel();
@@ -115,11 +95,12 @@ void TestRejectDialog::construction_fillsFiltersAndDecorates()
 
 void TestRejectDialog::groupContent_restrictsAndZeroShowsAll()
 {
-    const qint64 unit = dbValue(QStringLiteral("SELECT id_production_group_content FROM "
-                                               "docs.t_process_exam WHERE "
-                                               "id_production_group_content IS NOT NULL GROUP BY 1 "
-                                               "ORDER BY count(*) DESC LIMIT 1"))
-                            .toLongLong();
+    const qint64 unit =
+        m_fx->value(QStringLiteral("SELECT id_production_group_content FROM "
+                                   "docs.t_process_exam WHERE "
+                                   "id_production_group_content IS NOT NULL GROUP BY 1 "
+                                   "ORDER BY count(*) DESC LIMIT 1"))
+            .toLongLong();
     QVERIFY(unit);
     RejectDialog dialog;
     const int all = dialog.table()->rowCount();
@@ -167,11 +148,13 @@ void TestRejectDialog::filters_filledOnce()
     auto *stage = dialog.findChild<QComboBox *>(QStringLiteral("cbStage"));
     const int stages = stage->count();
     // A stage used for the first time after the dialog was opened.
-    QVERIFY(m_db->exec(QStringLiteral("INSERT INTO qms.t_exam_stage (c_name, c_sys_name, n_order) "
-                                      "VALUES ('Новый этап', 'NEW_STAGE_TEST', 99)")));
-    QVERIFY(m_db->exec(QStringLiteral("UPDATE docs.t_process_exam SET id_exam_stage = (SELECT id "
-                                      "FROM qms.t_exam_stage WHERE c_sys_name = 'NEW_STAGE_TEST') "
-                                      "WHERE id = (SELECT min(id) FROM docs.t_process_exam)")));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("INSERT INTO qms.t_exam_stage (c_name, c_sys_name, n_order) "
+                                       "VALUES ('Новый этап', 'NEW_STAGE_TEST', 99)")));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("UPDATE docs.t_process_exam SET id_exam_stage = (SELECT id "
+                                       "FROM qms.t_exam_stage WHERE c_sys_name = 'NEW_STAGE_TEST') "
+                                       "WHERE id = (SELECT min(id) FROM docs.t_process_exam)")));
     dialog.applyFilters();
     QCOMPARE(stage->count(), stages);
     QCOMPARE(stage->findText(QStringLiteral("Новый этап")), -1);
@@ -206,7 +189,7 @@ void TestRejectDialog::isRejectExists()
 {
     QFETCH(QString, unitQuery);
     QFETCH(bool, exists);
-    const qint64 unit = dbValue(unitQuery).toLongLong();
+    const qint64 unit = m_fx->value(unitQuery).toLongLong();
     QVERIFY2(unit, "the demo data has such a unit");
     QCOMPARE(RejectDialog::isRejectExists(unit), exists);
 }

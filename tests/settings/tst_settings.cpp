@@ -1,8 +1,7 @@
-#include "loggedinconnection.h"
-#include "pgtestdb.h"
 #include "qdatatable.h"
 #include "qdbsettings.h"
 #include "qsqlconnection.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QHeaderView>
@@ -62,7 +61,6 @@ class tst_Settings : public QObject
 private slots:
     void initTestCase();
     void init();
-    void cleanup();
 
     void splitPath_data();
     void splitPath();
@@ -85,37 +83,28 @@ private:
     // c_value and n_type stored for the user, group and key; empty when none.
     QVariantList stored(const QString &login, const QString &group, const QString &key);
 
-    std::unique_ptr<PgTestDb> db;
-    std::unique_ptr<LoggedInConnection> connection;
+    std::unique_ptr<TestFixture> fx;
 };
 
 void tst_Settings::initTestCase()
 {
-    db.reset(new PgTestDb(QStringLiteral("settings")));
-    QVERIFY2(db->isValid(), qPrintable(db->error()));
+    START_FIXTURE(fx, QStringLiteral("settings"), TestFixture::DatabaseOnly);
 }
 
 void tst_Settings::init()
 {
-    QVERIFY(db->exec(QStringLiteral("DELETE FROM sys.t_user_attr")));
+    QVERIFY(fx->db().exec(QStringLiteral("DELETE FROM sys.t_user_attr")));
     login(QStringLiteral("kuznetsova"));
-}
-
-void tst_Settings::cleanup()
-{
-    connection.reset();
 }
 
 void tst_Settings::login(const QString &user)
 {
-    connection.reset();
-    connection.reset(new LoggedInConnection(*db, user, user));
-    QVERIFY2(connection->isValid(), qPrintable(connection->error()));
+    QVERIFY2(fx->login(user), qPrintable(fx->error()));
 }
 
 qlonglong tst_Settings::userId(const QString &login)
 {
-    QSqlQuery query(db->directConnection());
+    QSqlQuery query(fx->db().directConnection());
     query.prepare(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = ?"));
     query.addBindValue(login);
     if (!query.exec() || !query.next())
@@ -125,7 +114,7 @@ qlonglong tst_Settings::userId(const QString &login)
 
 QVariantList tst_Settings::stored(const QString &login, const QString &group, const QString &key)
 {
-    QSqlQuery query(db->directConnection());
+    QSqlQuery query(fx->db().directConnection());
     query.prepare(QStringLiteral("SELECT a.c_value, a.n_type FROM sys.t_user_attr a JOIN "
                                  "sys.t_user u ON u.id = a.id_user WHERE u.c_login = ? AND "
                                  "a.c_group = ? AND a.c_key = ?"));
@@ -173,10 +162,11 @@ void tst_Settings::value_withoutGroup_readsGlobal()
 {
     const qlonglong id = userId(QStringLiteral("kuznetsova"));
     QVERIFY(id > 0);
-    QVERIFY(db->exec(QStringLiteral("INSERT INTO sys.t_user_attr (id_user, c_group, c_key, "
-                                    "c_value, n_type) VALUES (%1, 'GLOBAL', 'width', '240', 2), "
-                                    "(%1, 'RejectsView', 'width', '120', 2)")
-                         .arg(id)));
+    QVERIFY(
+        fx->db().exec(QStringLiteral("INSERT INTO sys.t_user_attr (id_user, c_group, c_key, "
+                                     "c_value, n_type) VALUES (%1, 'GLOBAL', 'width', '240', 2), "
+                                     "(%1, 'RejectsView', 'width', '120', 2)")
+                          .arg(id)));
     QDbSettings settings;
     QCOMPARE(settings.value(QStringLiteral("width")), QVariant(240));
     QCOMPARE(settings.value(QStringLiteral("RejectsView/width")), QVariant(120));
@@ -238,7 +228,7 @@ void tst_Settings::setValue_replacesEarlierValue()
     QVERIFY(settings.setValue(QStringLiteral("Filters/status"), QStringLiteral("Открыт")));
     QVERIFY(settings.setValue(QStringLiteral("Filters/status"), 3));
     QCOMPARE(settings.value(QStringLiteral("Filters/status")), QVariant(3));
-    QSqlQuery count(db->directConnection());
+    QSqlQuery count(fx->db().directConnection());
     QVERIFY(
         count.exec(QStringLiteral("SELECT count(*) FROM sys.t_user_attr WHERE c_key = 'status'")));
     QVERIFY(count.next());
@@ -287,7 +277,7 @@ void tst_Settings::tableLayout_comesBackInAFreshView()
 {
     QDbSettings settings;
     {
-        ShownTable shown(connection->connection());
+        ShownTable shown(fx->connection());
         QCOMPARE(shown.table.rowCount(), 1);
         shown.view.setColumnWidth(shown.column(QStringLiteral("c_name")), 230);
         shown.view.setColumnWidth(shown.column(QStringLiteral("n_count")), 45);
@@ -300,7 +290,7 @@ void tst_Settings::tableLayout_comesBackInAFreshView()
                                     QStringLiteral("header"));
     QCOMPARE(row.value(1).toInt(), int(QVariant::ByteArray));
 
-    ShownTable fresh(connection->connection());
+    ShownTable fresh(fx->connection());
     QCOMPARE(fresh.width(QStringLiteral("c_name")), 100);
     QVERIFY(settings.restoreTableHeader(QStringLiteral("RejectsView/header"), &fresh.table));
     QCOMPARE(fresh.width(QStringLiteral("c_name")), 230);
@@ -323,7 +313,7 @@ void tst_Settings::tableLayout_doesNotLeakToAnotherUser()
 {
     QDbSettings settings;
     {
-        ShownTable shown(connection->connection());
+        ShownTable shown(fx->connection());
         shown.view.setColumnWidth(shown.column(QStringLiteral("c_name")), 260);
         shown.view.setColumnHidden(shown.column(QStringLiteral("n_count")), true);
         shown.header()->moveSection(shown.position(QStringLiteral("c_name")), 3);
@@ -332,7 +322,7 @@ void tst_Settings::tableLayout_doesNotLeakToAnotherUser()
 
     login(QStringLiteral("petrov"));
     {
-        ShownTable other(connection->connection());
+        ShownTable other(fx->connection());
         QVERIFY(!settings.restoreTableHeader(QStringLiteral("RejectsView/header"), &other.table));
         QCOMPARE(other.width(QStringLiteral("c_name")), 100);
         QVERIFY(!other.hidden(QStringLiteral("n_count")));
@@ -340,7 +330,7 @@ void tst_Settings::tableLayout_doesNotLeakToAnotherUser()
     }
 
     login(QStringLiteral("kuznetsova"));
-    ShownTable own(connection->connection());
+    ShownTable own(fx->connection());
     QVERIFY(settings.restoreTableHeader(QStringLiteral("RejectsView/header"), &own.table));
     QCOMPARE(own.width(QStringLiteral("c_name")), 260);
     QVERIFY(own.hidden(QStringLiteral("n_count")));
@@ -351,7 +341,7 @@ void tst_Settings::tableLayout_columnsChangedSinceSaving()
 {
     QDbSettings settings;
     {
-        ShownTable shown(connection->connection());
+        ShownTable shown(fx->connection());
         shown.view.setColumnWidth(shown.column(QStringLiteral("n_count")), 55);
         // n_count, d_create, id, c_name
         shown.header()->moveSection(shown.position(QStringLiteral("n_count")), 0);
@@ -359,7 +349,7 @@ void tst_Settings::tableLayout_columnsChangedSinceSaving()
         QVERIFY(settings.saveTableHeader(QStringLiteral("layout"), &shown.table));
     }
     // A later version of the view: c_name is gone, c_status is new.
-    ShownTable changed(connection->connection(), {"id", "c_status", "n_count", "d_create"});
+    ShownTable changed(fx->connection(), {"id", "c_status", "n_count", "d_create"});
     QVERIFY(settings.restoreTableHeader(QStringLiteral("layout"), &changed.table));
     QCOMPARE(changed.width(QStringLiteral("n_count")), 55);
     QCOMPARE(changed.position(QStringLiteral("n_count")), 0);
@@ -375,7 +365,7 @@ void tst_Settings::tableLayout_needsConnectionTableAndView()
     QVERIFY(!settings.saveTableHeader(QStringLiteral("layout"), nullptr));
     QVERIFY(!settings.restoreTableHeader(QStringLiteral("layout"), nullptr));
 
-    QDataTable unseen(QStringLiteral("t_unseen"), connection->connection());
+    QDataTable unseen(QStringLiteral("t_unseen"), fx->connection());
     unseen.addColumn(QStringLiteral("id"), QVariant::LongLong);
     QVERIFY(!settings.saveTableHeader(QStringLiteral("layout"), &unseen));
     QVERIFY(stored(QStringLiteral("kuznetsova"), QStringLiteral("GLOBAL"), QStringLiteral("layout"))
@@ -383,7 +373,7 @@ void tst_Settings::tableLayout_needsConnectionTableAndView()
 
     // Garbage under the key is not a layout: nothing is applied.
     QVERIFY(settings.setValue(QStringLiteral("layout"), QByteArray("not a layout")));
-    ShownTable shown(connection->connection());
+    ShownTable shown(fx->connection());
     QVERIFY(!settings.restoreTableHeader(QStringLiteral("layout"), &shown.table));
     QCOMPARE(shown.width(QStringLiteral("c_name")), 100);
 

@@ -2,10 +2,9 @@
 // states, commit, rollback, search, filters through the value index, the
 // display-information hook and the exports.
 
-#include "loggedinconnection.h"
-#include "pgtestdb.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QHeaderView>
@@ -81,7 +80,6 @@ class TestTable : public QObject
     Q_OBJECT
 private slots:
     void initTestCase();
-    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -108,48 +106,40 @@ private slots:
 
 private:
     QDataTable *makeTable(bool open = true);
-    QSqlConnection *connection() const { return m_conn->connection(); }
+    QSqlConnection *connection() const { return m_fx->connection(); }
     QList<QStringList> databaseRows() const;
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_conn;
+    std::unique_ptr<TestFixture> m_fx;
     std::unique_ptr<QObject> m_owner;
 };
 
 void TestTable::initTestCase()
 {
-    m_db.reset(new PgTestDb(QStringLiteral("tst_table")));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    m_conn.reset(new LoggedInConnection(*m_db));
-    QVERIFY2(m_conn->isValid(), qPrintable(m_conn->error()));
-}
-
-void TestTable::cleanupTestCase()
-{
-    m_conn.reset();
-    m_db.reset();
+    START_FIXTURE(m_fx, QStringLiteral("table"));
 }
 
 void TestTable::init()
 {
     QString error;
-    QVERIFY2(m_db->exec(QStringLiteral("DROP TABLE IF EXISTS public.t_scratch; "
+    QVERIFY2(
+        m_fx->db().exec(QStringLiteral("DROP TABLE IF EXISTS public.t_scratch; "
                                        "CREATE TABLE public.t_scratch (id bigserial PRIMARY KEY, "
                                        "c_name text, c_status text, n_qty integer CHECK (n_qty "
                                        ">= 0), b_flag boolean NOT NULL DEFAULT false); "
                                        "GRANT ALL ON public.t_scratch TO PUBLIC; "
                                        "GRANT ALL ON SEQUENCE public.t_scratch_id_seq TO PUBLIC;"),
                         &error),
-             qPrintable(error));
+        qPrintable(error));
     for (const ScratchRow &row : scratchRows) {
         QString status = row.status ? QStringLiteral("'%1'").arg(QString::fromUtf8(row.status))
                                     : QStringLiteral("NULL");
         QString name = QString::fromUtf8(row.name);
         name.replace(QLatin1Char('\''), QLatin1String("''"));
-        QVERIFY(m_db->exec(QStringLiteral("INSERT INTO public.t_scratch (c_name, c_status, n_qty) "
-                                          "VALUES ('%1', %2, %3);")
-                               .arg(name, status)
-                               .arg(row.qty)));
+        QVERIFY(
+            m_fx->db().exec(QStringLiteral("INSERT INTO public.t_scratch (c_name, c_status, n_qty) "
+                                           "VALUES ('%1', %2, %3);")
+                                .arg(name, status)
+                                .arg(row.qty)));
     }
     m_owner.reset(new QObject);
     qApp->setProperty("bNoStoredProc", false);
@@ -182,7 +172,7 @@ QDataTable *TestTable::makeTable(bool open)
 QList<QStringList> TestTable::databaseRows() const
 {
     QList<QStringList> rows;
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery query(m_fx->db().directConnection(QStringLiteral("check")));
     query.exec(QStringLiteral("SELECT id, c_name, coalesce(c_status, '<null>'), n_qty FROM "
                               "public.t_scratch ORDER BY id"));
     while (query.next()) {

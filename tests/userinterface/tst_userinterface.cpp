@@ -3,11 +3,8 @@
 #include "recordhelpers.h"
 #include "testmain.h"
 
-#include <QAction>
-#include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
-#include <QMenu>
 #include <QPushButton>
 #include <QScreen>
 #include <QToolButton>
@@ -70,17 +67,11 @@ private slots:
     void init();
     void cleanup();
 
-    void construction_hidesPanelsAndSetsCaption();
-    void ctrlF_togglesFindPanel();
-    void returnInFindLine_emitsFindFirst_data();
-    void returnInFindLine_emitsFindFirst();
-    void findButtons_emitPrevAndNext();
-    void addMenuAction_ownedWithData();
+    void findPanel_shortcutAndButtons();
 
     void toggleEditor_outAndBack_restoresLayoutAndConnections();
     void popupWindow_closing_docksEditor();
-    void toggleNull_withoutFloatingEditor_changesNothing();
-    void toggleNull_withFloatingEditor_docksIt();
+    void toggleNull_docksOnlyAFloatingEditor();
     void secondFrameToggle_docksFirstFramesEditor();
     void frameDestroyed_whileItsEditorFloats();
 
@@ -100,110 +91,42 @@ void tst_UserInterface::cleanup()
     QVERIFY(!QUserInterface::floatingEditor());
 }
 
-void tst_UserInterface::construction_hidesPanelsAndSetsCaption()
-{
-    ModuleFrame frame;
-    frame.show();
-    QVERIFY(frameOf(&frame, "searchFrame")->isHidden());
-    QVERIFY(frameOf(&frame, "editFrame")->isHidden());
-    QVERIFY(frameOf(&frame, "viewFrame")->isVisible());
-
-    QAction *find = frame.findChild<QAction *>(QStringLiteral("actionFind"));
-    QVERIFY(find);
-    QVERIFY(frame.actions().contains(find));
-    QVERIFY(find->isCheckable());
-    QCOMPARE(find->shortcut(), QKeySequence(QStringLiteral("Ctrl+F")));
-
-    QMetaObject::invokeMethod(&frame, "setCaption", Q_ARG(QString, QStringLiteral("Учет брака")));
-    QCOMPARE(frame.windowTitle(), QStringLiteral("Учет брака"));
-    QCOMPARE(frame.findChild<QLabel *>(QStringLiteral("lbCaption"))->text(),
-             QStringLiteral("Учет брака"));
-
-    frame.setObjectName(QStringLiteral("rejects"));
-    QCOMPARE(frame.helpContext(), QStringLiteral("rejects"));
-}
-
-void tst_UserInterface::ctrlF_togglesFindPanel()
+// The find panel starts hidden; Ctrl+F shows it with the focus in its line and
+// hides it again from inside; Return and the buttons ask for the search.
+void tst_UserInterface::findPanel_shortcutAndButtons()
 {
     ModuleFrame frame;
     frame.show();
     frame.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&frame));
-    frame.list->setFocus();
     QFrame *panel = frameOf(&frame, "searchFrame");
+    QVERIFY(panel->isHidden());
+    QVERIFY(frameOf(&frame, "editFrame")->isHidden());
+    frame.list->setFocus();
     QLineEdit *find = frame.findChild<QLineEdit *>(QStringLiteral("edFind"));
 
     QTest::keyClick(frame.list, Qt::Key_F, Qt::ControlModifier);
     QVERIFY(panel->isVisible());
     QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget *>(find));
 
-    // The shortcut works from inside the panel too, and hides it again.
-    QTest::keyClick(find, Qt::Key_F, Qt::ControlModifier);
-    QVERIFY(panel->isHidden());
-    QVERIFY(QApplication::focusWidget() != find);
-
-    frame.showFindPanel();
-    QVERIFY(panel->isVisible());
-    frame.hideFindPanel();
-    QVERIFY(panel->isHidden());
-}
-
-void tst_UserInterface::returnInFindLine_emitsFindFirst_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::newRow("empty") << QString();
-    QTest::newRow("number") << QStringLiteral("В-1024/7");
-}
-
-void tst_UserInterface::returnInFindLine_emitsFindFirst()
-{
-    QFETCH(QString, text);
-    ModuleFrame frame;
-    frame.show();
-    frame.showFindPanel();
-    QLineEdit *find = frame.findChild<QLineEdit *>(QStringLiteral("edFind"));
-    find->setText(text);
-
-    QSignalSpy first(&frame, SIGNAL(findFirst(QString)));
-    QTest::keyClick(find, Qt::Key_Return);
-    QCOMPARE(first.count(), 1);
-    QCOMPARE(first.at(0).at(0).toString(), text);
-}
-
-void tst_UserInterface::findButtons_emitPrevAndNext()
-{
-    ModuleFrame frame;
-    frame.show();
-    frame.showFindPanel();
     QSignalSpy first(&frame, SIGNAL(findFirst(QString)));
     QSignalSpy prev(&frame, SIGNAL(findPrev()));
     QSignalSpy next(&frame, SIGNAL(findNext()));
-
-    frame.findChild<QLineEdit *>(QStringLiteral("edFind"))->setText(QStringLiteral("шов"));
-    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindFirst")),
-                      Qt::LeftButton);
-    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindNext")), Qt::LeftButton);
+    find->setText(QStringLiteral("В-1024/7"));
+    QTest::keyClick(find, Qt::Key_Return);
     QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindNext")), Qt::LeftButton);
     QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindPrev")), Qt::LeftButton);
-    QCOMPARE(first.count(), 1);
-    QCOMPARE(first.at(0).at(0).toString(), QStringLiteral("шов"));
-    QCOMPARE(next.count(), 2);
+    find->setText(QStringLiteral("шов"));
+    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindFirst")),
+                      Qt::LeftButton);
+    QCOMPARE(first.count(), 2);
+    QCOMPARE(first.at(0).at(0).toString(), QStringLiteral("В-1024/7"));
+    QCOMPARE(first.at(1).at(0).toString(), QStringLiteral("шов"));
+    QCOMPARE(next.count(), 1);
     QCOMPARE(prev.count(), 1);
-}
 
-void tst_UserInterface::addMenuAction_ownedWithData()
-{
-    ModuleFrame frame;
-    QMenu menu;
-    QAction *enabled = frame.addMenuAction(QStringLiteral("Открыть"), 7, &menu, true);
-    QAction *disabled = frame.addMenuAction(QStringLiteral("Удалить"), 9, &menu, false);
-    QCOMPARE(menu.actions(), (QList<QAction *>{enabled, disabled}));
-    QCOMPARE(enabled->parent(), &frame);
-    QCOMPARE(enabled->text(), QStringLiteral("Открыть"));
-    QCOMPARE(enabled->data().toInt(), 7);
-    QVERIFY(enabled->isEnabled());
-    QCOMPARE(disabled->data().toInt(), 9);
-    QVERIFY(!disabled->isEnabled());
+    QTest::keyClick(find, Qt::Key_F, Qt::ControlModifier);
+    QVERIFY(panel->isHidden());
 }
 
 void tst_UserInterface::toggleEditor_outAndBack_restoresLayoutAndConnections()
@@ -279,30 +202,24 @@ void tst_UserInterface::popupWindow_closing_docksEditor()
     QCOMPARE(frame.connects, 3);
 }
 
-void tst_UserInterface::toggleNull_withoutFloatingEditor_changesNothing()
+// Toggling "no editor" docks a floating one and otherwise changes nothing,
+// also when the host keeps no "popupList".
+void tst_UserInterface::toggleNull_docksOnlyAFloatingEditor()
 {
     ModuleFrame frame;
     frame.show();
     frame.toggleEditorPopup(nullptr);
-    QVERIFY(!QUserInterface::floatingEditor());
     QVERIFY(frameOf(&frame, "editFrame")->isHidden());
-    QCOMPARE(frame.layout(QStringLiteral("editLayout"))->indexOf(frame.editor), 0);
-    QCOMPARE(frame.connects, 1);
     QCOMPARE(frame.disconnects, 0);
-    QVERIFY(popupList.isEmpty());
-}
 
-void tst_UserInterface::toggleNull_withFloatingEditor_docksIt()
-{
-    // Without a "popupList" the host keeps no list: nothing else changes.
     qApp->setProperty("popupList", QVariant());
-    ModuleFrame frame;
-    frame.show();
     frame.toggleEditorPopup(frame.editor);
     QCOMPARE(QUserInterface::floatingEditor(), frame.editor);
     frame.toggleEditorPopup(nullptr);
     QVERIFY(!QUserInterface::floatingEditor());
     QCOMPARE(frame.layout(QStringLiteral("editLayout"))->indexOf(frame.editor), 0);
+    QCOMPARE(frame.connects, 2);
+    QVERIFY(popupList.isEmpty());
 }
 
 void tst_UserInterface::secondFrameToggle_docksFirstFramesEditor()

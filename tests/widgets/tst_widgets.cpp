@@ -23,13 +23,10 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QScreen>
-#include <QScrollArea>
-#include <QScrollBar>
 #include <QSpinBox>
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QTimeEdit>
-#include <QVBoxLayout>
 #include <functional>
 
 class TestWidgets : public QObject
@@ -37,9 +34,7 @@ class TestWidgets : public QObject
     Q_OBJECT
 
 private slots:
-    void chase_segmentColours();
-    void chase_stepMovesWithItsTimer();
-    void chase_secondStartKeepsOneTimer();
+    void chase_turnsOnOneTimer();
     void chase_paintsSegmentsOrPixmap();
 
     void waitDialog_textAndIndicator();
@@ -83,11 +78,6 @@ protected:
         return false;
     }
 };
-
-int greyOf(int position)
-{
-    return 255 - 28 * position;
-}
 
 // The widget drawn on a transparent image, without its background.
 QImage paintedOn(QWidget *widget)
@@ -137,67 +127,31 @@ void press(QDialog *dialog, QDialogButtonBox::StandardButton which)
 
 } // namespace
 
-void TestWidgets::chase_segmentColours()
+// The ring turns one segment per tick of a single timer while animated, and
+// stands still otherwise.
+void TestWidgets::chase_turnsOnOneTimer()
 {
     QChaseWidget chase;
-    QCOMPARE(chase.segmentCount(), 9);
-    QCOMPARE(chase.sizeHint(), QSize(16, 16));
-    QVERIFY(!chase.isAnimated());
+    const int n = chase.segmentCount();
+    QList<QColor> start;
+    for (int i = 0; i < n; ++i)
+        start << chase.colorForSegment(i);
+    QCOMPARE(chase.colorForSegment(n), start.first()); // the ring wraps round
 
-    const int expected[] = {255, 227, 199, 171, 143, 115, 87, 59, 31};
-    for (int i = 0; i < 9; ++i) {
-        const QColor colour = chase.colorForSegment(i);
-        QCOMPARE(colour, QColor(expected[i], expected[i], expected[i]));
-        QCOMPARE(colour.alpha(), 255);
-        // The ring wraps round.
-        QCOMPARE(chase.colorForSegment(i + 9), colour);
-    }
-}
-
-void TestWidgets::chase_stepMovesWithItsTimer()
-{
-    QChaseWidget chase;
     TimerWatch watch(&chase);
     chase.setAnimated(true);
-    QVERIFY(chase.isAnimated());
+    chase.setAnimated(true);
     QTRY_VERIFY_WITH_TIMEOUT(watch.count >= 3, 5000);
     chase.setAnimated(false);
-    QVERIFY(!chase.isAnimated());
-
-    // Each tick moved the brightest segment on by one.
+    QCOMPARE(watch.ids.size(), 1);
     const int steps = watch.count;
-    for (int i = 0; i < 9; ++i) {
-        const int grey = greyOf((steps + i) % 9);
-        QCOMPARE(chase.colorForSegment(i), QColor(grey, grey, grey));
-    }
-
-    // Stopped: no more ticks, and starting again begins at the first step.
+    for (int i = 0; i < n; ++i)
+        QCOMPARE(chase.colorForSegment(i), start.at((steps + i) % n));
     QTest::qWait(300);
     QCOMPARE(watch.count, steps);
-    chase.setAnimated(true);
-    QCOMPARE(chase.colorForSegment(0), QColor(255, 255, 255));
+    chase.setAnimated(true); // starting again begins at the first step
+    QCOMPARE(chase.colorForSegment(0), start.first());
     chase.setAnimated(false);
-}
-
-void TestWidgets::chase_secondStartKeepsOneTimer()
-{
-    QChaseWidget chase;
-    TimerWatch watch(&chase);
-    chase.setAnimated(true);
-    chase.setAnimated(true);
-    QTRY_VERIFY_WITH_TIMEOUT(watch.count >= 4, 5000);
-    QCOMPARE(watch.ids.size(), 1);
-
-    // Restarting after a stop still leaves a single running timer.
-    chase.setAnimated(false);
-    chase.setAnimated(true);
-    const int before = watch.count;
-    QTRY_VERIFY_WITH_TIMEOUT(watch.count >= before + 3, 5000);
-    chase.setAnimated(false);
-    const int stopped = watch.count;
-    QTest::qWait(300);
-    QCOMPARE(watch.count, stopped);
-    QVERIFY(watch.ids.size() <= 2);
 }
 
 void TestWidgets::chase_paintsSegmentsOrPixmap()
@@ -206,12 +160,6 @@ void TestWidgets::chase_paintsSegmentsOrPixmap()
     QChaseWidget ring(nullptr, QPixmap(), true);
     ring.resize(32, 32);
     QVERIFY(paintedPixels(paintedOn(&ring)) > 20);
-    ring.setAnimated(true);
-    const QImage animated = paintedOn(&ring);
-    ring.setAnimated(false);
-    QVERIFY(paintedPixels(animated) > 20);
-    // While animated the segments are filled with their greys.
-    QVERIFY(animated != paintedOn(&ring));
 
     // With a picture, only the picture at the top-left corner.
     QPixmap square(8, 8);
@@ -233,10 +181,7 @@ void TestWidgets::chase_paintsSegmentsOrPixmap()
 void TestWidgets::waitDialog_textAndIndicator()
 {
     QWaitDialog standard;
-    QCOMPARE(standard.objectName(), QStringLiteral("QWaitDialog"));
     auto *text = standard.findChild<QLabel *>(QStringLiteral("lbText"));
-    QVERIFY(text);
-    QVERIFY(standard.findChild<QLabel *>(QStringLiteral("lbWait")));
     QCOMPARE(text->text(), QStringLiteral("Пожалуйста подождите..."));
 
     QWaitDialog loading(QStringLiteral("Загрузка данных"));
@@ -266,59 +211,25 @@ void TestWidgets::clicableLabel_doubleClick()
     QCOMPARE(spy.count(), 0);
     QTest::mouseDClick(&label, Qt::LeftButton);
     QCOMPARE(spy.count(), 1);
-
-    QWidget parent;
-    QClicableLabel child(&parent);
-    QCOMPARE(child.parentWidget(), &parent);
 }
 
+// A turn of the wheel over the combo box neither changes the choice nor
+// scrolls the form around it (the event is taken, not passed on).
 void TestWidgets::comboBox_ignoresWheel()
 {
-    // A long form in a scroll area, scrolled half-way.
-    QScrollArea area;
-    auto *form = new QWidget;
-    auto *layout = new QVBoxLayout(form);
-    auto *combo = new ComboBox(form);
-    auto *plain = new QComboBox(form);
-    auto *label = new QLabel(QStringLiteral("Описание"), form);
-    for (QComboBox *box : {static_cast<QComboBox *>(combo), plain}) {
-        box->addItems({QStringLiteral("Входной"), QStringLiteral("Операционный"),
-                       QStringLiteral("Приемочный")});
-        box->setCurrentIndex(1);
-    }
-    layout->addWidget(combo);
-    layout->addWidget(plain);
-    layout->addWidget(label);
-    form->setMinimumHeight(2000);
-    area.setWidget(form);
-    area.resize(300, 200);
-    area.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&area));
-    QScrollBar *bar = area.verticalScrollBar();
-    QVERIFY(bar->maximum() > 0);
-    bar->setValue(bar->maximum() / 2);
-    const int scrolled = bar->value();
-
-    // Whether the widget took the turn of the wheel: an event left untaken
-    // goes on to the widget's parents, and the scroll area would scroll.
-    auto wheel = [](QWidget *target) {
-        const QPoint at = target->rect().center();
-        QWheelEvent event(at, target->mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton,
-                          Qt::NoModifier, Qt::NoScrollPhase, false);
-        event.setAccepted(false);
-        QApplication::sendEvent(target, &event);
-        return event.isAccepted();
-    };
-
-    QVERIFY(wheel(combo));
-    QCOMPARE(combo->currentIndex(), 1);
-    QCOMPARE(bar->value(), scrolled);
-
-    // The same turn of the wheel does reach the others: a plain combo box
-    // changes its choice, and a label leaves it to the form around it.
-    wheel(plain);
-    QVERIFY(plain->currentIndex() != 1);
-    QVERIFY(!wheel(label));
+    ComboBox combo;
+    combo.addItems(
+        {QStringLiteral("Входной"), QStringLiteral("Операционный"), QStringLiteral("Приемочный")});
+    combo.setCurrentIndex(1);
+    combo.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&combo));
+    const QPoint at = combo.rect().center();
+    QWheelEvent event(at, combo.mapToGlobal(at), QPoint(), QPoint(0, -120), Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    event.setAccepted(false);
+    QApplication::sendEvent(&combo, &event);
+    QVERIFY(event.isAccepted());
+    QCOMPARE(combo.currentIndex(), 1);
 }
 
 void TestWidgets::readOnlyDelegate_editorCannotChange()
@@ -363,13 +274,9 @@ void TestWidgets::readOnlyDelegate_editorCannotChange()
 void TestWidgets::commentDialog_titlesAndModes()
 {
     QCommentDialog add;
-    QCOMPARE(add.objectName(), QStringLiteral("qCommentDialog"));
     QCOMPARE(add.windowTitle(), QStringLiteral("Add comment"));
-    QVERIFY(add.findChild<QLabel *>(QStringLiteral("label")));
     auto *editor = add.findChild<QPlainTextEdit *>(QStringLiteral("teComment"));
-    QVERIFY(editor);
     QVERIFY(!editor->isReadOnly());
-    QVERIFY(editor->toPlainText().isEmpty());
 
     // An empty text is always a new comment, even when asked read-only.
     QCommentDialog emptyView(QString(), true);
@@ -421,76 +328,51 @@ void TestWidgets::commentDialog_cannotAcceptEmpty()
     QCOMPARE(dialog.text(), QStringLiteral("Брак подтвержден"));
 }
 
+// Each input dialog shows the caller's title, prompt and preset, and gives
+// back what was entered on Ok; on Cancel `ok` is false.
 void TestWidgets::inputDialog_string()
 {
-    QWidget parent;
-    QString title;
-    QString prompt;
-    QString preset;
+    QString shown;
     answerModal([&](QDialog *dialog) {
-        title = dialog->windowTitle();
-        prompt = dialog->findChild<QLabel *>(QStringLiteral("label"))->text();
         auto *edit = dialog->findChild<QLineEdit *>(QStringLiteral("leText"));
-        preset = edit->text();
+        shown = dialog->windowTitle() + '|' +
+                dialog->findChild<QLabel *>(QStringLiteral("label"))->text() + '|' + edit->text();
         edit->setText(QStringLiteral("Сварка"));
         press(dialog, QDialogButtonBox::Ok);
     });
     bool ok = false;
-    QString answer =
-        QInputDialogEx::getString(&parent, QStringLiteral("Тип дефекта"),
-                                  QStringLiteral("Наименование"), QStringLiteral("Литье"), &ok);
+    QCOMPARE(QInputDialogEx::getString(nullptr, QStringLiteral("Тип дефекта"),
+                                       QStringLiteral("Наименование"), QStringLiteral("Литье"),
+                                       &ok),
+             QStringLiteral("Сварка"));
     QVERIFY(ok);
-    QCOMPARE(answer, QStringLiteral("Сварка"));
-    QCOMPARE(title, QStringLiteral("Тип дефекта"));
-    QCOMPARE(prompt, QStringLiteral("Наименование"));
-    QCOMPARE(preset, QStringLiteral("Литье"));
+    QCOMPARE(shown, QStringLiteral("Тип дефекта|Наименование|Литье"));
 
-    // Cancel: not accepted and no text, whatever was typed. No parent is fine.
+    // Cancel gives no text, whatever was typed.
     answerModal([](QDialog *dialog) {
         dialog->findChild<QLineEdit *>(QStringLiteral("leText"))->setText(QStringLiteral("x"));
         press(dialog, QDialogButtonBox::Cancel);
     });
-    ok = true;
-    answer = QInputDialogEx::getString(nullptr, QStringLiteral("Создать подкаталог для файлов"),
-                                       QStringLiteral("Новый каталог"), QString(), &ok);
+    QVERIFY(
+        QInputDialogEx::getString(nullptr, QStringLiteral("t"), QStringLiteral("l"), QString(), &ok)
+            .isEmpty());
     QVERIFY(!ok);
-    QVERIFY(answer.isEmpty());
-
-    // Without a flag to fill in.
-    answerModal([](QDialog *dialog) { press(dialog, QDialogButtonBox::Ok); });
-    QCOMPARE(QInputDialogEx::getString(&parent, QStringLiteral("t"), QStringLiteral("l"),
-                                       QStringLiteral("как есть")),
-             QStringLiteral("как есть"));
 }
 
 void TestWidgets::inputDialog_numbers()
 {
-    int presetInt = 0;
-    answerModal([&](QDialog *dialog) {
-        auto *spin = dialog->findChild<QSpinBox *>(QStringLiteral("sbInt"));
-        presetInt = spin->value();
-        QCOMPARE(spin->minimum(), 1);
-        QCOMPARE(spin->maximum(), 500);
-        spin->setValue(77);
-        press(dialog, QDialogButtonBox::Ok);
-    });
-    bool ok = false;
-    QCOMPARE(QInputDialogEx::getInt(nullptr, QStringLiteral("Количество"), QStringLiteral("Шт."),
-                                    12, 1, 500, &ok),
-             Q_INT64_C(77));
-    QVERIFY(ok);
-    QCOMPARE(presetInt, 12);
-
     // A preset out of range is brought into it; Cancel gives the preset back.
+    int shown = 0;
     answerModal([&](QDialog *dialog) {
-        presetInt = dialog->findChild<QSpinBox *>(QStringLiteral("sbInt"))->value();
+        shown = dialog->findChild<QSpinBox *>(QStringLiteral("sbInt"))->value();
         press(dialog, QDialogButtonBox::Cancel);
     });
+    bool ok = true;
     QCOMPARE(QInputDialogEx::getInt(nullptr, QStringLiteral("t"), QStringLiteral("l"), 9000, 1, 500,
                                     &ok),
              Q_INT64_C(9000));
     QVERIFY(!ok);
-    QCOMPARE(presetInt, 500);
+    QCOMPARE(shown, 500);
 
     int decimals = 0;
     answerModal([&](QDialog *dialog) {
@@ -499,45 +381,27 @@ void TestWidgets::inputDialog_numbers()
         spin->setValue(2.125);
         press(dialog, QDialogButtonBox::Ok);
     });
-    const double value = QInputDialogEx::getDouble(nullptr, QStringLiteral("Размер"),
-                                                   QStringLiteral("мм"), 1.5, 3, 0, 10, &ok);
+    QCOMPARE(QInputDialogEx::getDouble(nullptr, QStringLiteral("Размер"), QStringLiteral("мм"), 1.5,
+                                       3, 0, 10, &ok),
+             2.125);
     QVERIFY(ok);
     QCOMPARE(decimals, 3);
-    QCOMPARE(value, 2.125);
 }
 
+// The three-state flag: a null preset shows the middle state, which answers null.
 void TestWidgets::inputDialog_bools()
 {
-    QString boxText;
-    bool labelShown = true;
+    Qt::CheckState shown = Qt::Checked;
     answerModal([&](QDialog *dialog) {
-        auto *box = dialog->findChild<QCheckBox *>(QStringLiteral("chkValue"));
-        boxText = box->text();
-        labelShown = dialog->findChild<QLabel *>(QStringLiteral("label"))->isVisible();
-        QVERIFY(!box->isChecked());
-        box->setChecked(true);
+        shown = dialog->findChild<QCheckBox *>(QStringLiteral("chkValue"))->checkState();
         press(dialog, QDialogButtonBox::Ok);
     });
     bool ok = false;
-    QVERIFY(QInputDialogEx::getBool(nullptr, QStringLiteral("Брак"),
-                                    QStringLiteral("Забраковать изделие"), false, &ok));
-    QVERIFY(ok);
-    QCOMPARE(boxText, QStringLiteral("Забраковать изделие"));
-    QVERIFY(!labelShown);
-
-    // Three states: a null preset shows the middle state, which answers null.
-    Qt::CheckState shown = Qt::Checked;
-    answerModal([&](QDialog *dialog) {
-        auto *box = dialog->findChild<QCheckBox *>(QStringLiteral("chkValue"));
-        QVERIFY(box->isTristate());
-        shown = box->checkState();
-        press(dialog, QDialogButtonBox::Ok);
-    });
-    QVariant answer = QInputDialogEx::getBoolNull(nullptr, QStringLiteral("t"), QStringLiteral("l"),
-                                                  QVariant(), &ok);
+    QVERIFY(QInputDialogEx::getBoolNull(nullptr, QStringLiteral("t"), QStringLiteral("l"),
+                                        QVariant(), &ok)
+                .isNull());
     QVERIFY(ok);
     QCOMPARE(shown, Qt::PartiallyChecked);
-    QVERIFY(answer.isNull());
 
     answerModal([&](QDialog *dialog) {
         auto *box = dialog->findChild<QCheckBox *>(QStringLiteral("chkValue"));
@@ -545,45 +409,37 @@ void TestWidgets::inputDialog_bools()
         box->setCheckState(Qt::Unchecked);
         press(dialog, QDialogButtonBox::Ok);
     });
-    answer = QInputDialogEx::getBoolNull(nullptr, QStringLiteral("t"), QStringLiteral("l"),
-                                         QVariant(true), &ok);
+    const QVariant answer = QInputDialogEx::getBoolNull(nullptr, QStringLiteral("t"),
+                                                        QStringLiteral("l"), QVariant(true), &ok);
     QCOMPARE(shown, Qt::Checked);
-    QVERIFY(!answer.isNull());
-    QCOMPARE(answer.userType(), int(QMetaType::Bool));
-    QCOMPARE(answer.toBool(), false);
+    QCOMPARE(answer, QVariant(false));
+
+    answerModal([&](QDialog *dialog) {
+        dialog->findChild<QCheckBox *>(QStringLiteral("chkValue"))->setChecked(true);
+        press(dialog, QDialogButtonBox::Ok);
+    });
+    QVERIFY(QInputDialogEx::getBool(nullptr, QStringLiteral("Брак"),
+                                    QStringLiteral("Забраковать изделие"), false, &ok));
 }
 
 void TestWidgets::inputDialog_datesAndTimes()
 {
-    const QDate date(2024, 2, 29);
-    const QDateTime moment(QDate(2023, 12, 31), QTime(23, 59, 0));
-    const QTime time(7, 30, 0);
     bool ok = false;
-
+    // Without a preset the editor starts today.
     QDate presetDate;
     answerModal([&](QDialog *dialog) {
         auto *edit = dialog->findChild<QDateEdit *>(QStringLiteral("deDate"));
         presetDate = edit->date();
-        edit->setDate(date.addDays(1));
+        edit->setDate(QDate(2024, 3, 1));
         press(dialog, QDialogButtonBox::Ok);
     });
     QCOMPARE(
-        QInputDialogEx::getDate(nullptr, QStringLiteral("Дата"), QStringLiteral("l"), date, &ok),
+        QInputDialogEx::getDate(nullptr, QStringLiteral("t"), QStringLiteral("l"), QDate(), &ok),
         QDate(2024, 3, 1));
     QVERIFY(ok);
-    QCOMPARE(presetDate, date);
-
-    // Without a preset the editor starts today.
-    answerModal([&](QDialog *dialog) {
-        presetDate = dialog->findChild<QDateEdit *>(QStringLiteral("deDate"))->date();
-        press(dialog, QDialogButtonBox::Cancel);
-    });
-    QVERIFY(
-        !QInputDialogEx::getDate(nullptr, QStringLiteral("t"), QStringLiteral("l"), QDate(), &ok)
-             .isValid());
-    QVERIFY(!ok);
     QCOMPARE(presetDate, QDate::currentDate());
 
+    const QDateTime moment(QDate(2023, 12, 31), QTime(23, 59, 0));
     QDateTime presetMoment;
     answerModal([&](QDialog *dialog) {
         auto *edit = dialog->findChild<QDateTimeEdit *>(QStringLiteral("dteDateTime"));
@@ -593,21 +449,16 @@ void TestWidgets::inputDialog_datesAndTimes()
     });
     QCOMPARE(
         QInputDialogEx::getDateTime(nullptr, QStringLiteral("t"), QStringLiteral("l"), moment, &ok),
-        QDateTime(QDate(2024, 1, 1), QTime(0, 0, 0)));
-    QVERIFY(ok);
+        moment.addSecs(60));
     QCOMPARE(presetMoment, moment);
 
-    QTime presetTime;
     answerModal([&](QDialog *dialog) {
-        auto *edit = dialog->findChild<QTimeEdit *>(QStringLiteral("teTime"));
-        presetTime = edit->time();
-        edit->setTime(QTime(8, 15));
+        dialog->findChild<QTimeEdit *>(QStringLiteral("teTime"))->setTime(QTime(8, 15));
         press(dialog, QDialogButtonBox::Ok);
     });
-    QCOMPARE(QInputDialogEx::getTime(nullptr, QStringLiteral("t"), QStringLiteral("l"), time, &ok),
+    QCOMPARE(QInputDialogEx::getTime(nullptr, QStringLiteral("t"), QStringLiteral("l"),
+                                     QTime(7, 30), &ok),
              QTime(8, 15));
-    QVERIFY(ok);
-    QCOMPARE(presetTime, time);
 }
 
 void TestWidgets::bubbleTip_showsAndHides()
@@ -689,20 +540,10 @@ void TestWidgets::icons_resolve()
     QFETCH(QString, path);
     QVERIFY2(QFile::exists(path), qPrintable(path + " is not compiled in"));
 
-    const QIcon icon(path);
-    QVERIFY(!icon.isNull());
-    for (int size : {16, 22, 32}) {
-        const QPixmap pixmap = icon.pixmap(size, size);
-        QVERIFY(!pixmap.isNull());
-        // A picture was really drawn: some pixels are not transparent.
-        const QImage image = pixmap.toImage().convertToFormat(QImage::Format_ARGB32);
-        int painted = 0;
-        for (int y = 0; y < image.height(); ++y)
-            for (int x = 0; x < image.width(); ++x)
-                painted += qAlpha(image.pixel(x, y)) > 0 ? 1 : 0;
-        QVERIFY2(painted > 0,
-                 qPrintable(QStringLiteral("%1 renders empty at %2").arg(path).arg(size)));
-    }
+    // A picture is really drawn: some pixels are not transparent.
+    const QImage image =
+        QIcon(path).pixmap(16, 16).toImage().convertToFormat(QImage::Format_ARGB32);
+    QVERIFY2(paintedPixels(image) > 0, qPrintable(path + " renders empty"));
 }
 
 REJECTS_TEST_MAIN(TestWidgets)
