@@ -429,13 +429,77 @@ SELECT task.t_scheduler_insert(cr.id, ex.id, NULL, x.c_name, x.c_description, x.
 
 -- --------------------------------------------------------- templates -----
 
+-- The defect act: the template HTML carries {field} marks that the script
+-- replaces with the defect's values (escaped for HTML), its discussion and the
+-- user who prints it.
 INSERT INTO docs.t_doc_template (c_type, c_name, c_description, c_html, c_script) VALUES
-  ('t_process_exam', 'Акт о браке', 'Акт о выявленном дефекте',
-   '<h2 align="center">АКТ О БРАКЕ</h2><p>Дефект: {id_reason}</p><p>Составил: {c_user}</p>',
-   'var html = params.getParam("c_html"); html = html.replace("{id_reason}", params.getParam("id_reason")); html = html.replace("{c_user}", params.getParam("c_user")); document.setHtml(html);'),
-  ('t_process_exam', 'Извещение о дефекте', 'Извещение для цеха-изготовителя',
-   '<h3>ИЗВЕЩЕНИЕ О ДЕФЕКТЕ</h3><p>Прошу принять меры по дефекту {id_reason}.</p><p>{c_user}</p>',
-   'var html = params.getParam("c_html"); html = html.replace("{id_reason}", params.getParam("id_reason")); html = html.replace("{c_user}", params.getParam("c_user")); document.setHtml(html);');
+  ('t_process_exam', 'Акт о браке', 'Акт о выявленном дефекте изделия',
+$html$<html><body style="font-size:11pt">
+<h2 align="center">АКТ О БРАКЕ № {c_name}</h2>
+<p align="center">от {d_create}</p>
+<table border="1" cellspacing="0" cellpadding="5" width="100%">
+<tr><td width="32%"><b>Изделие, версия</b></td><td>{c_version}</td></tr>
+<tr><td><b>Заводской номер</b></td><td>{c_serial}</td></tr>
+<tr><td><b>План производства</b></td><td>{c_plan_order}</td></tr>
+<tr><td><b>Этап выявления</b></td><td>{c_exam_stage}</td></tr>
+<tr><td><b>Код дефекта</b></td><td>{c_fault}</td></tr>
+<tr><td><b>Состояние</b></td><td>{c_status}</td></tr>
+</table>
+<h3>Описание дефекта</h3>
+<p>{c_description}</p>
+<h3>Обсуждение</h3>
+{discussion}
+<h3>Решение</h3>
+<p>{c_solution}</p>
+<p>{c_reject}</p>
+<p>&nbsp;</p>
+<p>Дефект зарегистрировал: {c_creator}</p>
+<p>Акт составил: {c_user} ____________________ {d_today}</p>
+</body></html>$html$,
+$js$function text(v) { return v === undefined || v === null ? "" : String(v); }
+function esc(v) {
+  return text(v).replace(/&/g, "&amp;").replace(/</g, "&lt;").replace(/>/g, "&gt;")
+                .replace(/\n/g, "<br>");
+}
+function pad(n) { return (n < 10 ? "0" : "") + n; }
+function day(d) { return pad(d.getDate()) + "." + pad(d.getMonth() + 1) + "." + d.getFullYear(); }
+function moment(d) {
+  if (!(d instanceof Date) || isNaN(d.getTime())) return "";
+  return day(d) + " " + pad(d.getHours()) + ":" + pad(d.getMinutes());
+}
+var id = params.getParam("id_reason");
+table.setScripts("PROC_EXAM_SELECT_ONCE");
+table.setSelectParam("id", id);
+if (!table.open() || table.rowCount() < 1)
+  throw new Error("Дефект " + id + " не найден");
+var html = params.getParam("c_html");
+function put(mark, value) { html = html.split("{" + mark + "}").join(value); }
+var fields = ["c_name", "c_version", "c_serial", "c_plan_order", "c_exam_stage", "c_status",
+              "c_description", "c_creator"];
+for (var i = 0; i < fields.length; ++i)
+  put(fields[i], esc(table.getField(fields[i], 0)));
+put("d_create", moment(table.getField("d_create", 0)));
+var fault = text(table.getField("c_fault", 0));
+var faultText = text(table.getField("c_fault_description", 0));
+put("c_fault", fault == "" ? "не указан" : esc(fault) + (faultText == "" ? "" : " — " + esc(faultText)));
+var solution = text(table.getField("c_solution", 0));
+put("c_solution", solution == "" ? "Решение не принято." :
+    esc(solution) + " (" + moment(table.getField("d_solution", 0)) + ")");
+put("c_reject", table.getField("b_reject", 0) ? "<b>Изделие забраковано.</b>" : "");
+
+auxtable.setScripts("PROC_EXAM_DISC_SELECT");
+auxtable.setSelectParam("id_process_exam", id);
+var discussion = "";
+if (auxtable.open())
+  for (var r = 0; r < auxtable.rowCount(); ++r)
+    discussion += "<p><b>" + moment(auxtable.getField("d_create", r)) + ", "
+                + esc(auxtable.getField("c_author", r)) + ":</b> "
+                + esc(auxtable.getField("c_text", r)) + "</p>";
+put("discussion", discussion == "" ? "<p>Обсуждения не было.</p>" : discussion);
+put("c_user", esc(params.getParam("c_user")));
+put("d_today", day(new Date()));
+document.setHtml(html);
+$js$);
 
 -- ------------------------------------------------------ repair plans -----
 

@@ -195,4 +195,7 @@ INSERT INTO sys.t_script (c_name, c_text, c_description) VALUES
  'Шаблоны документов одного типа'),
 ('DOC_TEMPLATE_SELECT_ONCE',
  $q$SELECT id, c_type, c_name, c_html, c_script FROM docs.t_doc_template WHERE id = CAST(:id AS bigint) ;$q$,
- 'Шаблон документа: (id)');
+ 'Шаблон документа: (id)'),
+('PROC_EXAM_SELECT_ONCE',
+ $q$SELECT id, c_name, d_create, c_version, c_exam_stage, c_serial, c_fault, c_fault_description, c_description, c_status, c_solution, d_solution, b_reject, b_reaction, c_creator, c_plan_order FROM docs.v_process_exam WHERE id = CAST(:id AS bigint) ;$q$,
+ 'Один дефект для документов по шаблонам');

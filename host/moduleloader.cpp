@@ -43,6 +43,24 @@ QString ModuleLoader::libraryFile(const panelData &panel) const
     return QDir(m_libDir).filePath(QStringLiteral("lib") + panel.library + QStringLiteral(".so"));
 }
 
+QLibrary *ModuleLoader::library(const QString &moduleName)
+{
+    if (QLibrary *known = m_libraries.value(moduleName))
+        return known;
+    if (moduleName.isEmpty() || moduleName.contains(QLatin1Char('/')))
+        return nullptr;
+    auto *library = new QLibrary(
+        QDir(m_libDir).filePath(QStringLiteral("lib") + moduleName + QStringLiteral(".so")), this);
+    if (!library->load()) {
+        note(QStringLiteral("Библиотека модуля «%1» не загружена: %2")
+                 .arg(moduleName, library->errorString()));
+        delete library;
+        return nullptr;
+    }
+    m_libraries.insert(moduleName, library);
+    return library;
+}
+
 void ModuleLoader::note(const QString &text)
 {
     m_messages << text;

@@ -2,6 +2,7 @@
 
 #include "paneldata.h"
 
+#include <QHash>
 #include <QIcon>
 #include <QList>
 #include <QObject>
@@ -27,7 +28,9 @@ class QWidget;
 // messages() and written as a warning, never a crash. Libraries stay loaded
 // for the life of the process (modules keep singletons).
 //
-// The host publishes its loader as the application property "libList".
+// The host publishes its loader as the application property "libList"; other
+// modules ask it for a module's library by name (library(), found through the
+// meta-object system, so that they need no host header).
 class ModuleLoader : public QObject
 {
     Q_OBJECT
@@ -52,6 +55,10 @@ public:
     // The library file of a panel: <libDir>/lib<library>.so.
     QString libraryFile(const panelData &panel) const;
     const QList<Module> &modules() const { return m_modules; }
+    // The library of the module named `moduleName` (<libDir>/lib<moduleName>.so),
+    // loaded on the first request and kept; null when it cannot be loaded or
+    // the name is not a plain file name.
+    Q_INVOKABLE QLibrary *library(const QString &moduleName);
     // What went wrong while loading, one line per problem.
     QStringList messages() const { return m_messages; }
 
@@ -64,5 +71,6 @@ private:
 
     QString m_libDir;
     QList<Module> m_modules;
+    QHash<QString, QLibrary *> m_libraries;
     QStringList m_messages;
 };

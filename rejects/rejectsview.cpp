@@ -2,6 +2,7 @@
 
 #include "openwithdefaultapp.h"
 #include "producttreedialog.h"
+#include "qdoccreator.h"
 // The picture dialog belongs to the pictures part of the module; the list
 // opens it read-only when that part is built into the library.
 #if __has_include("picsdialog.h")
@@ -61,8 +62,8 @@ RejectsView::RejectsView(QDataSet *dataSet, QWidget *parent)
                 SIGNAL(currentRowChanged(QModelIndex, QModelIndex)), this, SLOT(updateButtons()));
     }
 
-    listActions = {ui->acNew,    ui->acTask, ui->acSave, separator(this),
-                   ui->acDelete, ui->acCut,  ui->acMerge};
+    listActions = {ui->acNew, ui->acTask,  ui->acSave,      separator(this), ui->acDelete,
+                   ui->acCut, ui->acMerge, separator(this), ui->acDocument};
     updateButtons();
 }
 
@@ -238,6 +239,7 @@ void RejectsView::updateButtons()
     const QSqlRecord record = currentRecord();
     if (record.isEmpty()) {
         ui->acTask->setEnabled(false);
+        ui->acDocument->setEnabled(false);
         ui->acDelete->setEnabled(false);
         ui->acCut->setEnabled(false);
         ui->acMerge->setEnabled(false);
@@ -245,6 +247,7 @@ void RejectsView::updateButtons()
     }
     const qint64 id = record.value(QStringLiteral("id")).toLongLong();
     ui->acTask->setEnabled(id > 0);
+    ui->acDocument->setEnabled(id > 0);
     if (id < 1) {
         ui->acDelete->setEnabled(false);
         ui->acCut->setEnabled(false);
@@ -254,6 +257,26 @@ void RejectsView::updateButtons()
     ui->acDelete->setEnabled(record.value(QStringLiteral("c_status")).toString() == notAnalysed);
     ui->acCut->setEnabled(true);
     ui->acMerge->setEnabled(m_cutId > 0 && m_cutId != id);
+}
+
+void RejectsView::on_acDocument_triggered()
+{
+    const qint64 id = currentRecord().value(QStringLiteral("id")).toLongLong();
+    if (id < 1)
+        return;
+    auto *creator = new QDocCreator(QStringLiteral("t_process_exam"), this);
+    creator->setWindowFlag(Qt::Window);
+    creator->setAttribute(Qt::WA_DeleteOnClose);
+    creator->setWindowTitle(tr("Документы по дефекту %1")
+                                .arg(currentRecord().value(QStringLiteral("c_name")).toString()));
+    creator->makeDocument(id, false);
+    if (creator->templateCount() == 0) {
+        delete creator;
+        QMessageBox::information(this, tr("Внимание"),
+                                 tr("Для дефектов нет ни одного шаблона документа."));
+        return;
+    }
+    creator->show();
 }
 
 void RejectsView::onGetDispInfo(int colNum, QVariant *data, QCellData *cData, QSqlRecord *record)

@@ -30,7 +30,8 @@ public:
     explicit RejectsView(QDataSet *dataSet, QWidget *parent = nullptr);
     ~RejectsView() override;
 
-    // The view's tool-bar actions: New, Task, Save, a separator, Delete, Cut, Merge.
+    // The view's tool-bar actions: New, Task, Save, a separator, Delete, Cut,
+    // Merge, a separator and Document (the defect act).
     static QList<QAction *> toolBarActions();
 
     // Makes the defect with this id current; the row, or -1 without a table.
@@ -61,6 +62,8 @@ public slots:
     void on_acCut_triggered();
     void on_acMerge_triggered();
     void on_pbProduct_clicked();
+    // Opens the document creator with the defect templates for the current defect.
+    void on_acDocument_triggered();
 
     void refresh();
     void updateFilters();

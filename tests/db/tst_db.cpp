@@ -306,7 +306,7 @@ void TestDb::selects_data()
     QTest::newRow("GET_USER_BY_RIGHT")
         << "GET_USER_BY_RIGHT" << QVariantMap{{"c_right_list", "TASK_EXECUTOR"}} << 4;
     QTest::newRow("DOC_TEMPLATE_SELECT_GROUP")
-        << "DOC_TEMPLATE_SELECT_GROUP" << QVariantMap{{"c_type", "t_process_exam"}} << 2;
+        << "DOC_TEMPLATE_SELECT_GROUP" << QVariantMap{{"c_type", "t_process_exam"}} << 1;
 }
 
 void TestDb::selects()

@@ -2,6 +2,7 @@
 #include "producttreedialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
+#include "qdoccreator.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
 #include "rejectsview.h"
@@ -24,6 +25,7 @@
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QTemporaryDir>
+#include <QTextBrowser>
 #include <QTextEdit>
 #include <QTreeWidget>
 
@@ -58,6 +60,7 @@ private slots:
     void productTree_recursiveListHasAnalogs();
     void task_createsTaskAndReportsIt();
     void sort_byDateValueNotText();
+    void document_opensActOfCurrentDefect();
 
 private:
     QAction *action(const QString &name) const;
@@ -90,8 +93,9 @@ void TestList::initTestCase()
     m_view = new RejectsView(m_set);
     m_view->resize(1200, 700);
     m_view->show();
-    QCOMPARE(RejectsView::toolBarActions().size(), 7);
+    QCOMPARE(RejectsView::toolBarActions().size(), 9);
     QVERIFY(RejectsView::toolBarActions().at(3)->isSeparator());
+    QCOMPARE(RejectsView::toolBarActions().at(8), action(QStringLiteral("acDocument")));
 }
 
 void TestList::cleanupTestCase()
@@ -779,6 +783,25 @@ void TestList::sort_byDateValueNotText()
     const qint64 rejected = dbIds(QStringLiteral("b_reject")).value(0);
     QCOMPARE(m_table->getModel()->item(rowOf(rejected), 9)->background().color(), QColor(Qt::red));
     tableView()->sortByColumn(2, Qt::DescendingOrder);
+}
+
+void TestList::document_opensActOfCurrentDefect()
+{
+    const qint64 id = dbIds(QStringLiteral("true")).value(1);
+    m_view->setCurrentRowById(id);
+    QVERIFY(action(QStringLiteral("acDocument"))->isEnabled());
+    action(QStringLiteral("acDocument"))->trigger();
+    QDocCreator *creator = m_view->findChild<QDocCreator *>();
+    QVERIFY(creator && creator->isVisible());
+    const QString text =
+        creator->findChild<QTextBrowser *>(QStringLiteral("tbDocument"))->toPlainText();
+    QVERIFY2(
+        text.contains(
+            QStringLiteral("АКТ О БРАКЕ № ") +
+            dbValue(QStringLiteral("SELECT c_name FROM docs.v_process_exam WHERE id = %1").arg(id))
+                .toString()),
+        qPrintable(text));
+    delete creator;
 }
 
 REJECTS_TEST_MAIN(TestList)
