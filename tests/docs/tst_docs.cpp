@@ -2,12 +2,11 @@
 // its PDF with pdftotext, template choice, broken templates and file names,
 // and merging another module's data set through the host's module loader.
 
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "qdataset.h"
 #include "qdoccreator.h"
 #include "recordhelpers.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QAction>
@@ -59,7 +58,6 @@ class TestDocs : public QObject
 
 private slots:
     void initTestCase();
-    void cleanupTestCase();
 
     void demoAct_builtAtOnceAndSavedAsPdf();
     void severalTemplates_firstBuiltChoiceRebuilds();
@@ -73,40 +71,21 @@ private slots:
 private:
     qint64 addTemplate(const QString &type, const QString &name, const QString &html,
                        const QString &script);
-    QVariant dbValue(const QString &sql);
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     QTemporaryDir m_dir;
 };
 
 void TestDocs::initTestCase()
 {
-    m_db = std::make_unique<PgTestDb>(QStringLiteral("tst_docs"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    m_connection = std::make_unique<LoggedInConnection>(*m_db);
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
+    START_FIXTURE(m_fx, QStringLiteral("docs"));
     QVERIFY(m_dir.isValid());
-}
-
-void TestDocs::cleanupTestCase()
-{
-    m_connection.reset();
-    m_db.reset();
-}
-
-QVariant TestDocs::dbValue(const QString &sql)
-{
-    QSqlQuery query(m_db->directConnection(QStringLiteral("tst_docs_direct")));
-    if (!query.exec(sql) || !query.next())
-        qWarning() << sql << query.lastError().text();
-    return query.value(0);
 }
 
 qint64 TestDocs::addTemplate(const QString &type, const QString &name, const QString &html,
                              const QString &script)
 {
-    QSqlQuery query(m_db->directConnection(QStringLiteral("tst_docs_direct")));
+    QSqlQuery query(m_fx->db().directConnection(QStringLiteral("tst_docs_direct")));
     query.prepare(QStringLiteral("INSERT INTO docs.t_doc_template (c_type, c_name, c_html, "
                                  "c_script) VALUES (?, ?, ?, ?) RETURNING id"));
     query.addBindValue(type);
@@ -124,12 +103,12 @@ qint64 TestDocs::addTemplate(const QString &type, const QString &name, const QSt
 void TestDocs::demoAct_builtAtOnceAndSavedAsPdf()
 {
     const qint64 id =
-        dbValue(QStringLiteral("SELECT min(e.id) FROM docs.v_process_exam e WHERE e.c_fault "
-                               "IS NOT NULL AND EXISTS (SELECT 1 FROM docs.t_process_exam_disc "
-                               "d WHERE d.id_process_exam = e.id)"))
+        m_fx->value(QStringLiteral("SELECT min(e.id) FROM docs.v_process_exam e WHERE e.c_fault "
+                                   "IS NOT NULL AND EXISTS (SELECT 1 FROM docs.t_process_exam_disc "
+                                   "d WHERE d.id_process_exam = e.id)"))
             .toLongLong();
     QVERIFY(id > 0);
-    const auto field = [&](const QString &sql) { return dbValue(sql.arg(id)).toString(); };
+    const auto field = [&](const QString &sql) { return m_fx->value(sql.arg(id)).toString(); };
     const QString number =
         field(QStringLiteral("SELECT c_name FROM docs.v_process_exam WHERE id = %1"));
     const QString fault =
