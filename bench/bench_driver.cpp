@@ -1,7 +1,7 @@
 // Figures of the driver's text work that every statement goes through:
 // binding placeholders (the positional run of the connection) and rendering
 // large values. No database is needed.
-#include "pgdriver.h"
+#include "pgdriverapi.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

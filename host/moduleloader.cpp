@@ -1,5 +1,8 @@
 #include "moduleloader.h"
 
+#include "moduleinterface.h"
+#include "quserinterface.h"
+
 #include <QAction>
 #include <QDebug>
 #include <QDir>
@@ -9,11 +12,6 @@
 #include <exception>
 
 namespace {
-
-typedef QStringList (*GetContentFn)();
-typedef QIcon (*GetIconFn)();
-typedef QWidget *(*GetInterfaceFn)(QWidget *);
-typedef QList<QAction *> *(*GetToolBarActionsFn)();
 
 // Module code must not take the host down: an exception thrown by an entry
 // point is turned into a message.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "paneldata.h"
+#include "pgdriverapi.h"
 
 #include <QHash>
 #include <QIcon>

@@ -1,3 +1,4 @@
+#include "moduleinterface.h"
 #include "qdataset.h"
 #include "recordhelpers.h"
 #include "rejects_global.h"

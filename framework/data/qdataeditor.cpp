@@ -3,6 +3,7 @@
 #include "ui_qdataeditor.h"
 
 #include <QDialog>
+#include <QEvent>
 #include <QPushButton>
 
 QDataEditor::QDataEditor(QWidget *parent)
@@ -21,7 +22,16 @@ QDataEditor::QDataEditor(QWidget *parent)
     connect(ui->bButtons, SIGNAL(accepted()), this, SLOT(OnOK()));
     connect(ui->bButtons, SIGNAL(rejected()), this, SLOT(OnCancel()));
     // A double click on the caption takes the frame out of the main window.
-    connect(ui->lbCaption, SIGNAL(doubleClicked()), this, SLOT(onDblClick()));
+    ui->lbCaption->installEventFilter(this);
+}
+
+bool QDataEditor::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == ui->lbCaption && event->type() == QEvent::MouseButtonDblClick) {
+        onDblClick();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 QDataEditor::~QDataEditor()

@@ -39,6 +39,9 @@ public slots:
     void OnCancel();
     void onDblClick();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 signals:
     void ok();
     void cancel();

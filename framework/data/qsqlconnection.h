@@ -1,7 +1,6 @@
 #pragma once
 
-#include "paneldata.h"
-#include "pgdriver.h"
+#include "pgdriverapi.h"
 #include "rejects_global.h"
 
 #include <QList>
@@ -19,7 +18,7 @@ class infoList;
 // The one database connection of the process.
 //
 // The host creates a single QSqlConnection over the database driver library
-// (libpgdriver.so, see driver/pgdriver.h), connects it under the Qt connection
+// (libpgdriver.so, see driver/api/pgdriverapi.h), connects it under the Qt connection
 // name "MainConnection", logs the user in and publishes its address as the
 // application property "Connection" (objToVar/varToObj). Every module reaches
 // the database through it.

@@ -4,7 +4,7 @@
 // the way the system binds them: through the driver's entry points, after the
 // driver has connected and logged in.
 
-#include "pgdriver.h"
+#include "pgdriverapi.h"
 #include "testfixture.h"
 #include "testmain.h"
 

@@ -1,4 +1,4 @@
-#include "pgdriver.h"
+#include "pgdriverapi.h"
 #include "testfixture.h"
 #include "testmain.h"
 
