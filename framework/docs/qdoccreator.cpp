@@ -157,7 +157,13 @@ void QDocCreator::runTemplateScript(QScriptEngine &engine, const QString &script
     bool timedOut = false;
     QTimer watchdog;
     watchdog.setSingleShot(true);
-    connect(&watchdog, &QTimer::timeout, &engine, [&engine, &timedOut] {
+    // Time the user spends answering the script's own questions does not count.
+    QWidget *const modalBefore = QApplication::activeModalWidget();
+    connect(&watchdog, &QTimer::timeout, &engine, [&] {
+        if (QApplication::activeModalWidget() != modalBefore) {
+            watchdog.start(m_timeLimit);
+            return;
+        }
         timedOut = true;
         engine.abortEvaluation();
     });

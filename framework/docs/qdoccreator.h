@@ -29,7 +29,8 @@ class Ui_QDocCreatorClass;
 //   VBool, VDateTime, VDouble, VString, VInt, VLongLong   variant type numbers
 // and whatever it puts into `document` is the document. A script that throws,
 // or runs longer than the time limit (5 s unless set), is stopped with the
-// critical box "Script error" and the document stays as far as it got.
+// critical box "Script error" and the document stays as far as it got (the
+// limit does not run out while the script's own question is on screen).
 // While a script runs the event loop keeps running; closing the window then
 // stops the script first.
 class REJECTS_EXPORT QDocCreator : public QMainWindow
