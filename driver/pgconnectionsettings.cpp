@@ -53,12 +53,27 @@ PgConnectionSettings PgConnectionSettings::fromEnvironment()
     override(port, "PGPORT");
     override(s.name, "PGDATABASE");
     override(s.user, "PGUSER");
-    override(s.password, "PGPASSWORD");
     bool ok = false;
+    override(s.password, "PGPASSWORD");
+    QString timeout = QString::number(s.statementTimeout);
+    if (QSettings *settings = hostSettings())
+        timeout = settings->value(QStringLiteral("Database/statement_timeout"), timeout).toString();
+    override(timeout, "REJECTS_STATEMENT_TIMEOUT");
+    const int seconds = timeout.toInt(&ok);
+    if (ok && seconds >= 0)
+        s.statementTimeout = seconds;
     const int number = port.toInt(&ok);
     if (ok && number > 0)
         s.port = number;
     return s;
+}
+
+QString PgConnectionSettings::connectOptions() const
+{
+    return QStringLiteral("connect_timeout=10;application_name=rejects;keepalives=1;"
+                          "keepalives_idle=15;keepalives_interval=5;keepalives_count=3;"
+                          "options='-c statement_timeout=%1s'")
+        .arg(statementTimeout);
 }
 
 void PgConnectionSettings::applyTo(QSqlDatabase &db, const QString &databaseName) const

@@ -11,7 +11,6 @@
 namespace {
 
 const char driverName[] = "QPSQL";
-const char connectOptions[] = "connect_timeout=10;application_name=rejects";
 const char maintenanceConnection[] = "pgdriver_maintenance";
 
 QString errorText(const QSqlDatabase &db)
@@ -49,7 +48,7 @@ PgConnector::Probe PgConnector::probeAndCreate(const PgConnectionSettings &setti
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QLatin1String(driverName),
                                                     QLatin1String(maintenanceConnection));
-        db.setConnectOptions(QLatin1String(connectOptions));
+        db.setConnectOptions(settings.connectOptions());
         bool open = false;
         QString firstError;
         for (const char *maintenance : {"postgres", "template1"}) {
@@ -92,7 +91,7 @@ QString PgConnector::connect(const QString &connectionName, const PgConnectionSe
         return QStringLiteral("The Qt PostgreSQL driver (QPSQL) is not available");
     db.close();
     settings.applyTo(db);
-    db.setConnectOptions(QLatin1String(connectOptions));
+    db.setConnectOptions(settings.connectOptions());
     if (!db.open()) {
         const QString failure = errorText(db);
         if (isLoginFailure(failure))

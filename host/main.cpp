@@ -24,6 +24,7 @@
 #include <QLibrary>
 #include <QMessageBox>
 #include <QSettings>
+#include <QStatusBar>
 #include <QTimer>
 #include <QWindow>
 #include <cstdio>
@@ -178,6 +179,17 @@ int main(int argc, char *argv[])
     window.setWindowTitle(QStringLiteral("Учет брака — ") + database);
     window.setUser(app.property("LogedIn").toString());
     window.restoreGeometry(settings.value(QStringLiteral("Workplace/geometry")).toByteArray());
+
+    // A lost server is said once in the status line; the connection comes
+    // back by itself and says so too.
+    QObject::connect(&connection, &QSqlConnection::connectionLost, &window, [&window] {
+        window.statusBar()->showMessage(
+            QStringLiteral("Нет связи с сервером базы данных. Идет повторное подключение..."));
+    });
+    QObject::connect(&connection, &QSqlConnection::connectionRestored, &window, [&window] {
+        window.statusBar()->showMessage(
+            QStringLiteral("Связь с сервером базы данных восстановлена"), 10000);
+    });
 
     ModuleLoader loader(libDir);
     app.setProperty("libList", objToVar(&loader));

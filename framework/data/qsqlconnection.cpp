@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlField>
+#include <QTimer>
 #include <cstdio>
 
 namespace {
@@ -46,6 +47,10 @@ bool readConsoleLine(QString &line)
 QSqlConnection::QSqlConnection(QLibrary *driver, QObject *parent)
     : QObject(parent)
 {
+    // While the server is lost the connection is tried again this often.
+    m_reconnectTimer = new QTimer(this);
+    m_reconnectTimer->setInterval(2000);
+    connect(m_reconnectTimer, &QTimer::timeout, this, &QSqlConnection::reconnect);
     database.close();
     if (driver)
         init(driver);
@@ -117,6 +122,7 @@ bool QSqlConnection::Connect(const QString &connectionName, bool console)
         return false;
     }
     QVariant result;
+    m_connectionName = connectionName;
     fnConnect(result, connectionName, console);
     database = QSqlDatabase::database(connectionName, true);
 
@@ -205,7 +211,74 @@ bool QSqlConnection::login(const QString &login, const QString &password)
     }
     setAppProperty("LogedUser", login);
     setAppProperty("LogedPass", password);
+    m_loggedIn = true;
+    m_login = login;
+    m_password = password;
     return true;
+}
+
+bool QSqlConnection::reconnect()
+{
+    if (!fnConnect || m_connectionName.isEmpty())
+        return false;
+    QVariant result;
+    fnConnect(result, m_connectionName, true);
+    database = QSqlDatabase::database(m_connectionName, false);
+    if (result.toString() != QLatin1String("Ok") || !database.isOpen())
+        return false;
+    connected = true;
+    if (m_loggedIn && !login(m_login, m_password))
+        return false;
+    m_reconnectTimer->stop();
+    if (m_lost) {
+        m_lost = false;
+        qWarning().noquote() << "Connection to the database restored";
+        emit connectionRestored();
+    }
+    return true;
+}
+
+void QSqlConnection::markLost(const QString &reason)
+{
+    if (m_lost)
+        return;
+    m_lost = true;
+    qWarning().noquote() << "Connection to the database lost:" << reason;
+    emit connectionLost(reason);
+    // The server may be back already (a restart): try at once, then keep
+    // trying until it answers.
+    if (!reconnect() && m_lost)
+        m_reconnectTimer->start();
+}
+
+bool QSqlConnection::isBroken(const QSqlError &error)
+{
+    if (error.type() == QSqlError::ConnectionError)
+        return true;
+    const QString state = error.nativeErrorCode();
+    if (state.startsWith(QLatin1String("08")) || state.startsWith(QLatin1String("57P")))
+        return true;
+    if (!state.isEmpty())
+        return false;
+    // libpq reports a closed connection without a state: ask the server.
+    QSqlQuery probe(database);
+    if (probe.exec(QStringLiteral("SELECT 1")))
+        return false;
+    return probe.lastError().nativeErrorCode().isEmpty();
+}
+
+QString QSqlConnection::lastErrorText() const
+{
+    QString text = m_lastError.databaseText().trimmed();
+    if (text.isEmpty())
+        text = m_lastError.text().trimmed();
+    // "ERROR:  message\nDETAIL: ..." (or the server's translation of ERROR)
+    // becomes "message".
+    text = text.section(QLatin1Char('\n'), 0, 0).trimmed();
+    const int colon = text.indexOf(QLatin1String(":  "));
+    if (colon > 0 && colon < 16 && !text.left(colon).contains(QLatin1Char(' ')))
+        text = text.mid(colon + 3).trimmed();
+    return text;
 }
 
 QString QSqlConnection::getScript(const QString &name)
@@ -310,11 +383,21 @@ void QSqlConnection::run(QString text, QSqlQuery *query)
         }
     }
 
+    if (m_lost) {
+        // Nothing reaches the server until reconnect() has brought it back.
+        m_lastError = QSqlError(QString(), tr("Нет связи с сервером базы данных"),
+                                QSqlError::ConnectionError);
+        return;
+    }
     if (query->exec(text)) {
+        m_lastError = QSqlError();
         query->first();
         return;
     }
+    m_lastError = query->lastError();
     const QString error = query->lastError().text().trimmed();
+    if (isBroken(m_lastError))
+        markLost(error);
     if (error.isEmpty())
         return;
     qWarning().noquote() << QStringLiteral("Error executing query: ") + text << error;

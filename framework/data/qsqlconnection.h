@@ -6,6 +6,7 @@
 #include <QList>
 #include <QObject>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QSqlQuery>
 #include <QSqlRecord>
 #include <QString>
@@ -13,6 +14,7 @@
 
 class QLibrary;
 class QPlainTextEdit;
+class QTimer;
 class infoList;
 
 // The one database connection of the process.
@@ -44,6 +46,13 @@ class infoList;
 // ":" is one placeholder, so a placeholder followed by any other character
 // (";" for instance) keeps that character in its name. Each is replaced
 // through the driver's bindQueryParam, which alone renders values as SQL.
+//
+// A lost server (a broken connection, found when a statement fails) is said
+// once through connectionLost(); the connection then opens again through the
+// driver's "Connect" and logs the same user in with the session's
+// credentials, at once and every few seconds until the server answers
+// (connectionRestored()). While it is lost, statements fail at once with
+// lastError() saying so; what failed can be repeated once it is back.
 //
 // Optional entry points the driver lacks give neutral answers: false
 // (batchExec, GetList), an invalid QVariant (execScript(name)), nothing
@@ -125,11 +134,32 @@ public:
     // The open Qt database of this connection.
     QSqlDatabase getDatabase() const { return database; }
 
+    // The error of the last statement run here; no error after a success.
+    QSqlError lastError() const { return m_lastError; }
+    // The same in plain words: the server's message without its severity
+    // prefix and its detail lines; empty after a success.
+    QString lastErrorText() const;
+    // The server is not reachable since a statement found the connection
+    // broken; cleared by a successful reconnect().
+    bool isLost() const { return m_lost; }
+    // Opens the connection again (the driver's "Connect" under the name of
+    // the last Connect) and logs the session's user in again; true when the
+    // connection is back.
+    bool reconnect();
+
+signals:
+    // The server stopped answering; emitted once per outage.
+    void connectionLost(const QString &reason);
+    // The connection is back and the user logged in again.
+    void connectionRestored();
+
 private:
     void clearEntryPoints();
     void internalError(int number, bool console);
     static QStringList placeholders(const QString &sql);
     void run(QString text, QSqlQuery *query);
+    bool isBroken(const QSqlError &error);
+    void markLost(const QString &reason);
 
     bool loginError = false;
     QLibrary *driver = nullptr;
@@ -146,4 +176,10 @@ private:
     PgScopeIdentityFn fnScopeIdentity = nullptr;
     bool connected = false;
     QSqlDatabase database;
+    QSqlError m_lastError;
+    QString m_connectionName;
+    bool m_loggedIn = false;
+    QString m_login, m_password;
+    bool m_lost = false;
+    QTimer *m_reconnectTimer = nullptr;
 };

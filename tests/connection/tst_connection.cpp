@@ -8,6 +8,8 @@
 
 #include <QAbstractButton>
 #include <QMessageBox>
+#include <QProcess>
+#include <QSignalSpy>
 #include <QSqlError>
 #include <QSqlField>
 #include <QSqlQuery>
@@ -133,6 +135,9 @@ private slots:
     void driverForwards();
     void remakeConnection_connectsAgain();
     void convertRecord_followsColumns();
+    void statementTimeout_failsStalledCall();
+    // Restarts the test cluster: last, so that no other case meets it.
+    void serverRestart_reconnectsSameUserAndSaysSoOnce();
 
 private:
     // The demo database shared by the cases that only read from it.
@@ -647,6 +652,53 @@ void TestConnection::convertRecord_followsColumns()
     QCOMPARE(converted.field(1).type(), QVariant::LongLong);
     QVERIFY(converted.value(2).isNull()); // no such field in the loaded row
     QVERIFY(!converted.contains(QStringLiteral("c_extra")));
+}
+
+// A stalled server fails the call after the statement timeout (configured
+// here to one second) instead of freezing the window; the connection stays.
+void TestConnection::statementTimeout_failsStalledCall()
+{
+    qputenv("REJECTS_STATEMENT_TIMEOUT", "1");
+    LoggedInConnection conn(*m_db);
+    qunsetenv("REJECTS_STATEMENT_TIMEOUT");
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    QSqlQuery stalled = conn->execScript(QStringLiteral("SELECT pg_sleep(5)"), QVariantList());
+    QVERIFY(!stalled.isActive());
+    QCOMPARE(conn->lastError().nativeErrorCode(), QStringLiteral("57014"));
+    QVERIFY(!conn->isLost());
+    QVERIFY(conn->execScript(QStringLiteral("SELECT 1"), QVariantList()).isActive());
+}
+
+// After a server restart the first call fails with a clear error, the loss
+// is said once, and the connection comes back by itself with the same user
+// logged in (rights and :UserID), without the host doing anything.
+void TestConnection::serverRestart_reconnectsSameUserAndSaysSoOnce()
+{
+    const QString restart = qEnvironmentVariable("REJECTS_PG_RESTART");
+    if (restart.isEmpty())
+        QSKIP("scripts/test gives the command that restarts the test cluster");
+    LoggedInConnection conn(*m_db, QStringLiteral("ivanova"), QStringLiteral("ivanova"));
+    QVERIFY2(conn.isValid(), qPrintable(conn.error()));
+    const QString whoAmI = QStringLiteral("SELECT CAST(:UserID AS bigint)");
+    const QVariant user = conn->execScript(whoAmI, QVariantList()).value(0);
+    QVERIFY(user.toLongLong() > 0);
+    QVERIFY(conn->canDo(QStringLiteral("FAIL_CODE_CREATE")));
+    QSignalSpy lost(conn.connection(), &QSqlConnection::connectionLost);
+    QSignalSpy restored(conn.connection(), &QSqlConnection::connectionRestored);
+
+    QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), restart}), 0);
+    QSqlQuery failed = conn->execScript(QStringLiteral("SELECT 1"), QVariantList());
+    QVERIFY(!failed.isActive());
+    QVERIFY(!conn->lastErrorText().isEmpty());
+    QTRY_COMPARE_WITH_TIMEOUT(restored.count(), 1, 20000);
+    QCOMPARE(lost.count(), 1);
+
+    QSqlQuery again = conn->execScript(whoAmI, QVariantList());
+    QVERIFY2(again.isActive(), qPrintable(conn->lastErrorText()));
+    QCOMPARE(again.value(0), user);
+    QVERIFY(conn->canDo(QStringLiteral("FAIL_CODE_CREATE")));
+    QCOMPARE(qApp->property("LogedUser").toString(), QStringLiteral("ivanova"));
+    QCOMPARE(lost.count(), 1);
 }
 
 REJECTS_TEST_MAIN(TestConnection)
