@@ -1184,3 +1184,34 @@ CREATE TRIGGER t_store_order_content_version BEFORE UPDATE ON docs.t_store_order
   FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
 CREATE TRIGGER t_file_version BEFORE UPDATE ON lrg.t_file
   FOR EACH ROW EXECUTE FUNCTION sys.f_row_version();
+
+-- ----------------------------------------------- refusals in plain words -----
+
+-- A fault code that defects or quality-control works name, and a fault type
+-- that still has codes, cannot be removed; the refusal says why.
+CREATE FUNCTION qms.f_fault_code_deleting() RETURNS trigger
+LANGUAGE plpgsql AS $$
+BEGIN
+  IF EXISTS (SELECT 1 FROM docs.t_process_exam WHERE id_fault = OLD.id)
+     OR EXISTS (SELECT 1 FROM qms.t_quality_control_works WHERE id_fault_code = OLD.id) THEN
+    RAISE EXCEPTION 'Код дефекта % используется в реестре и не может быть удален', OLD.c_name
+      USING ERRCODE = 'foreign_key_violation';
+  END IF;
+  RETURN OLD;
+END
+$$;
+CREATE TRIGGER t_fault_code_deleting BEFORE DELETE ON qms.t_fault_code
+  FOR EACH ROW EXECUTE FUNCTION qms.f_fault_code_deleting();
+
+CREATE FUNCTION qms.f_fault_type_deleting() RETURNS trigger
+LANGUAGE plpgsql AS $$
+BEGIN
+  IF EXISTS (SELECT 1 FROM qms.t_fault_code WHERE id_type = OLD.id) THEN
+    RAISE EXCEPTION 'Тип дефекта % содержит коды дефектов и не может быть удален', OLD.c_name
+      USING ERRCODE = 'foreign_key_violation';
+  END IF;
+  RETURN OLD;
+END
+$$;
+CREATE TRIGGER t_fault_type_deleting BEFORE DELETE ON qms.t_fault_type
+  FOR EACH ROW EXECUTE FUNCTION qms.f_fault_type_deleting();

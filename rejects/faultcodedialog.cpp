@@ -164,14 +164,10 @@ void FaultCodeDialog::on_btType_clicked()
         FaultTypeDialog dialog(this);
         dialog.exec();
     }
-    // The type editor worked on a table of its own: the data set's copy is stale.
-    if (m_dataSet) {
-        if (QDataTable *types = m_dataSet->getTable(QLatin1String(typeTable))) {
-            types->clear();
-            types->open();
-        }
+    // The type editor worked on a table of its own: the data set's copy is
+    // stale, and fillTypes reads it again.
+    if (m_dataSet)
         fillTypes();
-    }
     {
         const QSignalBlocker blocker(ui->cbType);
         ui->cbType->setCurrentIndex(ui->cbType->findData(shownType));
@@ -214,7 +210,7 @@ void FaultCodeDialog::fillTypes()
     if (!types)
         return;
     const QSignalBlocker blocker(ui->cbType);
-    types->open();
+    // fillComboBox reads the table itself: no open() before it.
     fillComboBox(ui->cbType, types, QStringLiteral("c_name"), QStringLiteral("id"), QString(),
                  QVariant());
 }
@@ -231,8 +227,9 @@ bool FaultCodeDialog::commitChanges()
 {
     if (m_codes->commit())
         return true;
-    // The table has reported the refusal. Forget the change, so that saving
-    // the defect does not send it again, and list what the database holds.
+    // Say why, forget the change, so that saving the defect does not send it
+    // again, and list what the database holds.
+    showRefusal(this, tr("Код дефекта не сохранен"));
     m_codes->clear();
     m_codes->open();
     return false;

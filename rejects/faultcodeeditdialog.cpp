@@ -19,7 +19,6 @@ FaultCodeEditDialog::FaultCodeEditDialog(QWidget *parent)
     m_types = new QDataTable(QStringLiteral("t_fault_type"), connection, this);
     m_types->setScripts(QStringLiteral("FAULT_TYPE_SELECT"), QString(), QString(), QString(),
                         false);
-    m_types->open();
     fillComboBox(ui->comboBoxType, m_types, QStringLiteral("c_name"), QStringLiteral("id"),
                  QString(), QVariant());
     ui->comboBoxType->setCurrentIndex(-1);

@@ -125,8 +125,9 @@ bool FaultTypeDialog::commitChanges()
 {
     if (m_types->commit())
         return true;
-    // The table has reported the refusal; forget the change so that it is not
-    // sent again with the next one, and show what the database holds.
+    // Say why, forget the change so that it is not sent again with the next
+    // one, and show what the database holds.
+    showRefusal(this, tr("Тип дефекта не сохранен"));
     m_types->clear();
     m_types->open();
     return false;

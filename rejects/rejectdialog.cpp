@@ -122,18 +122,24 @@ void RejectDialog::applyFilters()
 {
     if (!m_table)
         return;
+    QMap<QString, QString> wanted;
     if (ui->cbStage->currentIndex() > 0)
-        m_table->setFilter(QStringLiteral("c_exam_stage"), ui->cbStage->currentText(), ftEqual);
-    else
-        m_table->clearFilter(QStringLiteral("c_exam_stage"));
+        wanted.insert(QStringLiteral("c_exam_stage"), ui->cbStage->currentText());
     if (ui->cbStatus->currentIndex() > 0)
-        m_table->setFilter(QStringLiteral("c_status"), ui->cbStatus->currentText(), ftEqual);
-    else
-        m_table->clearFilter(QStringLiteral("c_status"));
+        wanted.insert(QStringLiteral("c_status"), ui->cbStatus->currentText());
     if (ui->chkHideReady->isChecked())
-        m_table->setFilter(QStringLiteral("c_solution"), QString(), ftEqual);
-    else
-        m_table->clearFilter(QStringLiteral("c_solution"));
+        wanted.insert(QStringLiteral("c_solution"), QString());
+    // Every call into the table re-filters all rows: one call per change.
+    for (const QString &field : {QStringLiteral("c_exam_stage"), QStringLiteral("c_status"),
+                                 QStringLiteral("c_solution")}) {
+        if (!wanted.contains(field)) {
+            if (m_filters.contains(field))
+                m_table->clearFilter(field);
+        } else if (!m_filters.contains(field) || m_filters.value(field) != wanted.value(field)) {
+            m_table->setFilter(field, wanted.value(field), ftEqual);
+        }
+    }
+    m_filters = wanted;
 }
 
 void RejectDialog::onGetDispInfo(int colNum, QVariant *data, QCellData *cData, QSqlRecord *record)

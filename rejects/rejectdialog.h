@@ -5,6 +5,7 @@
 #include "rejects_global.h"
 
 #include <QDialog>
+#include <QMap>
 #include <QSqlRecord>
 #include <QVariant>
 
@@ -38,5 +39,7 @@ public slots:
 private:
     QDataTable *m_table = nullptr;
     RejectDecoration m_decoration;
+    // The filter values last handed to the table (field -> value).
+    QMap<QString, QString> m_filters;
     Ui::RejectDialog *ui = nullptr;
 };

@@ -1,5 +1,6 @@
 #include "rejectsview.h"
 
+#include "infolist.h"
 #include "openwithdefaultapp.h"
 #include "producttreedialog.h"
 #include "qdoccreator.h"
@@ -82,7 +83,33 @@ QList<QAction *> RejectsView::toolBarActions()
 
 QSqlRecord RejectsView::currentRecord() const
 {
+    // A row the filters hide is no current record: no action touches it.
+    const QModelIndex current = ui->tvRejects->currentIndex();
+    if (!current.isValid() || ui->tvRejects->isRowHidden(current.row()))
+        return QSqlRecord();
     return getCurrentRecord(m_table);
+}
+
+void RejectsView::reread(qint64 id)
+{
+    const int row = m_table->locate(QStringLiteral("id"), id);
+    QSqlConnection *connection = appConnection();
+    if (row < 0 || !connection)
+        return;
+    // Its pending change goes, then its values as the database holds them now.
+    m_table->resetOriginalData(row, false);
+    QSqlQuery query = connection->execScript(
+        connection->getScript(QStringLiteral("PROC_EXAM_SELECT")), QSqlRecord());
+    if (!query.isActive())
+        return;
+    infoList columns = m_table->getColumns();
+    for (bool more = query.isValid(); more; more = query.next()) {
+        if (query.value(QStringLiteral("id")).toLongLong() == id) {
+            m_table->setRow(row, connection->convert(query.record(), columns), true);
+            return;
+        }
+    }
+    m_table->killRow(row); // removed meanwhile
 }
 
 void RejectsView::makeCurrent(int row)
@@ -200,6 +227,7 @@ void RejectsView::applyFilters()
         m_table->applyFilters(); // rows hidden by an earlier search may pass again
     applySearch();
     ui->tvRejects->setUpdatesEnabled(true);
+    updateButtons();
 }
 
 void RejectsView::applySearch()
@@ -423,8 +451,16 @@ void RejectsView::on_acDelete_triggered()
                               QMessageBox::Yes | QMessageBox::No);
     if (answer != QMessageBox::Yes)
         return;
+    const qint64 id = record.value(QStringLiteral("id")).toLongLong();
     m_table->deleteRow(current.row());
-    m_table->commit(false);
+    if (!m_table->commit(false)) {
+        // Refused (another user has analysed it meanwhile): it must not stay
+        // pending, or every later save would send the deletion again.
+        showRefusal(this, QStringLiteral("Дефект не удален"));
+        reread(id);
+        applyFilters();
+        return;
+    }
     emit autoEdit();
 }
 
@@ -451,10 +487,15 @@ void RejectsView::on_acMerge_triggered()
     if (!connection)
         return;
     const qint64 target = record.value(QStringLiteral("id")).toLongLong();
-    connection->execScript(connection->getScript(QStringLiteral("PROC_EXAM_MERGE")),
-                           QList<QVariant>{target, m_cutId});
-    ui->acMerge->setEnabled(false);
-    m_cutId = -1;
+    const QSqlQuery merged = connection->execScript(
+        connection->getScript(QStringLiteral("PROC_EXAM_MERGE")), QList<QVariant>{target, m_cutId});
+    // The cut defect is kept until a merge succeeds.
+    if (merged.isActive()) {
+        ui->acMerge->setEnabled(false);
+        m_cutId = -1;
+    } else {
+        showRefusal(this, QStringLiteral("Дефекты не объединены"));
+    }
     refresh();
     setCurrentRowById(target);
 }

@@ -73,6 +73,8 @@ private:
     void makeCurrent(int row);
     void fillFilter(class QComboBox *box, const QString &field, bool sorted);
     void applySearch();
+    // Drops the row's pending change and reads it again from the database.
+    void reread(qint64 id);
 
     QDataSet *m_dataSet = nullptr;
     QDataTable *m_table = nullptr;

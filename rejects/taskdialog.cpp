@@ -33,7 +33,6 @@ TaskDialog::TaskDialog(const QString &description, QWidget *parent)
                                 QString(), false);
         m_executors->setSelectParam(QStringLiteral("c_right_list"),
                                     QStringLiteral("TASK_EXECUTOR"));
-        m_executors->open();
         fillComboBox(ui->cbExecutor, m_executors, QStringLiteral("c_name"), QStringLiteral("id"),
                      QString(), QVariant());
     }
@@ -83,6 +82,7 @@ void TaskDialog::accept()
                        ":c_name, :c_description, :n_due, :b_is_complete, :b_is_del) "),
         values);
     if (!query.isActive() || !query.isSelect() || !query.isValid()) {
+        showRefusal(this, tr("Задача не создана"));
         reject();
         return;
     }

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QGuiApplication>
+#include <QMessageBox>
 #include <QTimer>
 #include <QWindow>
 
@@ -72,6 +73,13 @@ QSqlRecord getCurrentRecord(QDataTable *table)
     if (!table)
         return QSqlRecord();
     return table->getViewCurrentRecord();
+}
+
+void showRefusal(QWidget *parent, const QString &fallback)
+{
+    QSqlConnection *connection = appConnection();
+    const QString reason = connection ? connection->lastErrorText() : QString();
+    QMessageBox::warning(parent, QStringLiteral("Внимание"), reason.isEmpty() ? fallback : reason);
 }
 
 QRect bounds()

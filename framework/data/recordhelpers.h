@@ -11,6 +11,7 @@ class QComboBox;
 class QDataSet;
 class QDataTable;
 class QSqlConnection;
+class QWidget;
 
 // Small helpers shared by every editor of the framework and the modules.
 
@@ -45,6 +46,11 @@ REJECTS_EXPORT QSqlRecord getCurrentRecord(QDataTable *table);
 // The geometry of the host's main window (the first top-level window named
 // "WorkplaceWindowWindow" or "KovaWindow"); a null rectangle when none is open.
 REJECTS_EXPORT QRect bounds();
+
+// Tells the user, in one warning box titled "Внимание", why the database
+// refused the last statement of the application's connection (its reason in
+// plain words), or `fallback` when it gave none.
+REJECTS_EXPORT void showRefusal(QWidget *parent, const QString &fallback);
 
 // Waits `ms` milliseconds while the event loop keeps running.
 REJECTS_EXPORT void delayMs(unsigned int ms);

@@ -8,17 +8,20 @@
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
+#include "taskdialog.h"
 #include "testfixture.h"
 #include "testmain.h"
 
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QFile>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QToolButton>
 #include <memory>
 
@@ -124,6 +127,9 @@ private slots:
 
     void rights_data();
     void rights();
+
+    void dialogs_readEachTableOnce_data();
+    void dialogs_readEachTableOnce();
 
 private:
     void login(const QString &user);
@@ -391,8 +397,14 @@ void TestFaults::deleteCodeInUse_refusedAndNotPending()
 
     ModalResponder modal;
     modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
     tool(&dialog, "btDelete")->click();
     QCOMPARE(modal.pending(), 0);
+    // The refusal is said, with the database's reason.
+    QCOMPARE(modal.messages().size(), 2);
+    QCOMPARE(modal.messages().last(),
+             QStringLiteral("Внимание|Код дефекта %1 используется в реестре и не может быть удален")
+                 .arg(code));
 
     QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE c_name = '%1'")
                              .arg(code))
@@ -548,10 +560,13 @@ void TestFaults::deleteTypeInUse_refusedAndKept()
 
     ModalResponder modal;
     modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
     tool(&dialog, "btDelete")->click();
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(modal.messages(),
-             QStringList{QStringLiteral("Удаление типа|Удалить тип дефекта Механика?")});
+             (QStringList{QStringLiteral("Удаление типа|Удалить тип дефекта Механика?"),
+                          QStringLiteral("Внимание|Тип дефекта Механика содержит коды дефектов и "
+                                         "не может быть удален")}));
     QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM qms.t_fault_code WHERE id_type = %1")
                              .arg(m_mech))
                  .toInt(),
@@ -686,6 +701,41 @@ void TestFaults::rights()
     QVERIFY(okButton(&chooser)->isEnabled());
     QCOMPARE(chooser.currentFullName(), QStringLiteral("TM-102 (Скол)"));
     QVERIFY(types.findChild<QTableView *>(QStringLiteral("tvType"))->model()->rowCount() >= 3);
+}
+
+// Opening a dialog reads each of its tables once (the SQL trace counts the
+// selects): no open() before a fillComboBox that reads again.
+void TestFaults::dialogs_readEachTableOnce_data()
+{
+    QTest::addColumn<QString>("dialog");
+    QTest::addColumn<QString>("select");
+    QTest::newRow("chooser: types") << "chooser"
+                                    << "FROM qms.t_fault_type ORDER BY";
+    QTest::newRow("chooser: codes") << "chooser"
+                                    << "FROM qms.t_fault_code ORDER BY";
+    QTest::newRow("code form: types") << "code form"
+                                      << "FROM qms.t_fault_type ORDER BY";
+    QTest::newRow("task: executors") << "task"
+                                     << "JOIN sys.tl_user_access_right";
+}
+
+void TestFaults::dialogs_readEachTableOnce()
+{
+    QFETCH(QString, dialog);
+    QFETCH(QString, select);
+    QTemporaryDir dir;
+    const QString trace = dir.filePath(QStringLiteral("trace.sql"));
+    qApp->setProperty("SQLTraceFile", trace);
+    if (dialog == QLatin1String("chooser"))
+        FaultCodeDialog chooser(m_document);
+    else if (dialog == QLatin1String("code form"))
+        FaultCodeEditDialog form;
+    else
+        TaskDialog task(QStringLiteral("ДЕФ-000001"));
+    qApp->setProperty("SQLTraceFile", QVariant());
+    QFile file(trace);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll().count(select.toUtf8()), 1);
 }
 
 REJECTS_TEST_MAIN(TestFaults)

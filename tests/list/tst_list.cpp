@@ -49,6 +49,9 @@ private slots:
     void cut_enablesMergeOnAnotherRowOnly();
     void delete_onlyForNotAnalysed();
     void delete_askedAndCommitted();
+    void delete_refusedIsSaidAndLaterSavesWork();
+    void hiddenCurrentRow_noActionTouchesIt();
+    void merge_failureSaidAndCutKept();
     void search_serialOnlyAndCaseSensitive();
     void hideReady_hidesExactlyDecided();
     void refresh_keepsFilterThatStillOccurs();
@@ -349,6 +352,84 @@ void TestList::delete_askedAndCommitted()
     QCOMPARE(rowOf(id), -1);
     QCOMPARE(dbIds(QStringLiteral("id = %1").arg(id)).size(), 0);
     QCOMPARE(autoEdit.count(), 1);
+}
+
+// Another user analyses the defect before the delete reaches the database:
+// the refusal is said, the row shows what the database holds, and nothing
+// stays pending that would make later saves fail.
+void TestList::delete_refusedIsSaidAndLaterSavesWork()
+{
+    const QList<qint64> open = dbIds(QStringLiteral("c_solution = ''"));
+    QVERIFY(open.size() >= 2);
+    const qint64 id = open.first();
+    QSqlQuery other(m_db->directConnection(QStringLiteral("check")));
+    QVERIFY(other.exec(
+        QStringLiteral("UPDATE docs.t_process_exam SET c_solution = 'Годно.' WHERE id = %1")
+            .arg(id)));
+
+    m_view->setCurrentRowById(id);
+    answerNextBox(QMessageBox::Yes);
+    m_modal->expect(ModalResponder::pressButton(QMessageBox::Ok));
+    action(QStringLiteral("acDelete"))->trigger();
+    QCOMPARE(m_modal->pending(), 0);
+    QVERIFY2(m_modal->messages().last().contains(QStringLiteral("проанализирован")),
+             qPrintable(m_modal->messages().join('\n')));
+    QVERIFY(!m_table->isModified());
+    QCOMPARE(m_table->getField(QStringLiteral("c_solution"), rowOf(id)).toString(),
+             QStringLiteral("Годно."));
+
+    m_view->setCurrentRowById(open.at(1));
+    QVERIFY(m_table->setField(QStringLiteral("c_description"), QStringLiteral("Уточнено.")));
+    QVERIFY(m_table->commit(false));
+    QCOMPARE(dbValue(QStringLiteral("SELECT c_description FROM docs.t_process_exam WHERE id = %1")
+                         .arg(open.at(1)))
+                 .toString(),
+             QStringLiteral("Уточнено."));
+}
+
+// A filter that hides the current row leaves no action that touches it.
+void TestList::hiddenCurrentRow_noActionTouchesIt()
+{
+    const QList<qint64> open = dbIds(QStringLiteral("c_solution = ''"));
+    QVERIFY(open.size() >= 2);
+    m_view->setCurrentRowById(open.at(0));
+    action(QStringLiteral("acCut"))->trigger();
+    m_view->setCurrentRowById(open.at(1));
+    QVERIFY(action(QStringLiteral("acDelete"))->isEnabled());
+    QVERIFY(action(QStringLiteral("acMerge"))->isEnabled());
+
+    m_view->search(QStringLiteral("Такого текста нет ни в одном дефекте"));
+    for (const char *name : {"acTask", "acDelete", "acCut", "acMerge"})
+        QVERIFY2(!action(QLatin1String(name))->isEnabled(), name);
+    for (const char *name : {"acDelete", "acCut", "acMerge"})
+        action(QLatin1String(name))->trigger();
+    QCOMPARE(m_modal->messages(), QStringList());
+    QCOMPARE(m_view->cutId(), open.at(0));
+    QCOMPARE(dbIds(QStringLiteral("id IN (%1, %2)").arg(open.at(0)).arg(open.at(1))).size(), 2);
+}
+
+// The target goes before the merge: the failure is said and the cut defect
+// is kept for another try.
+void TestList::merge_failureSaidAndCutKept()
+{
+    const QList<qint64> open = dbIds(QStringLiteral("c_solution = ''"));
+    QVERIFY(open.size() >= 2);
+    const qint64 source = open.at(0);
+    const qint64 target = open.at(1);
+    m_view->setCurrentRowById(source);
+    action(QStringLiteral("acCut"))->trigger();
+    QSqlQuery other(m_db->directConnection(QStringLiteral("check")));
+    QVERIFY(
+        other.exec(QStringLiteral("DELETE FROM docs.t_process_exam WHERE id = %1").arg(target)));
+
+    m_view->setCurrentRowById(target);
+    m_modal->expect(ModalResponder::pressButton(QMessageBox::Ok));
+    action(QStringLiteral("acMerge"))->trigger();
+    QCOMPARE(m_modal->pending(), 0);
+    QVERIFY2(m_modal->messages().last().contains(QStringLiteral("не найден")),
+             qPrintable(m_modal->messages().join('\n')));
+    QCOMPARE(m_view->cutId(), source);
+    QCOMPARE(dbIds(QStringLiteral("id = %1").arg(source)).size(), 1);
 }
 
 void TestList::search_serialOnlyAndCaseSensitive()
