@@ -68,6 +68,12 @@ bool QDataSet::commit(QSqlConnection *connection)
     if (connection)
         database = connection->getDatabase();
     const bool open = database.isValid() && database.isOpen();
+    m_lastError.clear();
+    // Every table remembers its pending rows first: a key given to a master
+    // reaches the detail tables during the transaction, and a rollback must
+    // put them back too.
+    for (QDataTable *table : qAsConst(m_tables))
+        table->beginCommit();
     if (open)
         database.transaction();
 
@@ -80,14 +86,26 @@ bool QDataSet::commit(QSqlConnection *connection)
                 order.append(table);
         }
     }
+    bool ok = true;
     for (QDataTable *table : order) {
         if (!table->commit(false)) {
-            if (open)
-                database.rollback();
-            return false;
+            m_lastError = table->lastError();
+            ok = false;
+            break;
         }
     }
-    return open ? database.commit() : true;
+    if (open) {
+        if (ok && !database.commit()) {
+            ok = false;
+            m_lastError = database.lastError().text().trimmed();
+        }
+        if (!ok)
+            database.rollback();
+    }
+    // Rows change state only now: written when committed, as before otherwise.
+    for (QDataTable *table : qAsConst(m_tables))
+        table->endCommit(ok);
+    return ok;
 }
 
 void QDataSet::rollback()

@@ -17,9 +17,10 @@ class QSqlConnection;
 //
 // commit writes the tables in the changing order (unknown names skipped; the
 // order of addTable when no order is set) inside one database transaction and
-// stops at the first table that fails, rolling the transaction back. The
-// tables keep their pending rows then, but rows written before the failure are
-// already marked unchanged in memory: reload after a failed commit.
+// stops at the first table that fails, rolling the transaction back. Rows
+// change state only once the transaction has committed: after a failure every
+// table's pending rows are as they were before the commit (temporary keys
+// included), so the user can correct them and commit again.
 //
 // A key link passes a master's new key (QDataTable::dataChanged after an
 // insert) into every detail row holding the temporary key; a detail table in
@@ -50,6 +51,9 @@ public:
     // True when any table has rows waiting for commit.
     bool isModified() const;
     bool commit(QSqlConnection *connection);
+    // Why the last commit failed (the failing table's reason); empty after a
+    // success.
+    QString lastError() const { return m_lastError; }
     void rollback();
     void closeAll();
     // Key changes of the other set's tables reach this set's links too.
@@ -70,4 +74,5 @@ private:
     QList<QDataTable *> m_tables;
     QList<dataLink> m_links;
     QStringList m_changingOrder;
+    QString m_lastError;
 };

@@ -239,7 +239,7 @@ void QDataTable::rebuildIndexes()
             continue;
         for (int row = 0; row < rows; ++row) {
             if (QDataTableItem *item = cell(row, c))
-                indexInsert(c, item->current.toString(), serialOf(row));
+                indexInsert(c, QDataTableItem::text(item->current), serialOf(row));
         }
     }
 }
@@ -343,7 +343,7 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
             QVariant value = toColumnType(query.value(source.at(c)), types.at(c));
             if (types.at(c) == QVariant::String && !value.isNull()) {
                 QSet<QString> &pool = pools[c];
-                const QString text = value.toString();
+                const QString text = QDataTableItem::text(value);
                 const auto known = pool.constFind(text);
                 if (known != pool.constEnd())
                     value = QVariant(*known);
@@ -372,7 +372,7 @@ bool QDataTable::fillTable(bool processEvents, bool debug)
         m_rowSerials.append(int(first->serial));
         for (int c = 0; c < columns; ++c) {
             if (m_indexes.at(c))
-                indexInsert(c, record.value(c).toString(), int(first->serial));
+                indexInsert(c, QDataTableItem::text(record.value(c)), int(first->serial));
         }
         if (processEvents && (row & 1023) == 1023)
             QCoreApplication::processEvents();
@@ -473,7 +473,7 @@ QSqlRecord QDataTable::getRecord(int row, bool skipDeleted) const
 QVariant QDataTable::getField(QString name, int row) const
 {
     if (row < 0)
-        row = m_currentRow;
+        row = currentRow();
     const int c = m_columns.indexOf(name);
     QDataTableItem *item = c < 0 || row < 0 ? nullptr : cell(row, c);
     return item ? item->current : QVariant();
@@ -488,7 +488,7 @@ QStringList QDataTable::getValuesList(int column) const
     const int rows = rowCount();
     for (int row = 0; row < rows; ++row) {
         QDataTableItem *item = cell(row, column);
-        const QString text = item ? item->current.toString() : QString();
+        const QString text = item ? QDataTableItem::text(item->current) : QString();
         if (!seen.contains(text)) {
             seen.insert(text);
             values.append(text);

@@ -9,6 +9,7 @@
 #include <QMap>
 #include <QMetaObject>
 #include <QObject>
+#include <QPersistentModelIndex>
 #include <QPointer>
 #include <QSet>
 #include <QSqlDatabase>
@@ -201,7 +202,7 @@ public:
     // The table's cursor: follows the view's current row and is moved by
     // first/last/next/prev (which also move the view over its shown rows),
     // locate, newRow and append. setField and setNull act on it.
-    int currentRow() const { return m_currentRow; }
+    int currentRow() const { return m_cursor.isValid() ? m_cursor.row() : -1; }
     void setCurrentRow(int row);
     bool first();
     bool last();
@@ -269,9 +270,21 @@ public:
     // Empties the model and the pending lists.
     void clear();
 
-    // Writes the pending rows: deletes, inserts, updates. False at the first
-    // failing statement.
+    // Writes the pending rows: deletes, inserts, updates, in one transaction
+    // (a data set's, or the table's own). A statement that fails or touches
+    // no row (an insert that returns nothing, an update or delete of a record
+    // that is gone) fails the commit; lastError() says why. Rows change state
+    // only once the transaction has committed: after a failure every row is
+    // pending exactly as before, with its temporary keys, and edits are
+    // tracked as before, so that the user can correct and save again.
     bool commit(bool processEvents = false);
+    // Why the last commit failed, in plain words; empty after a success.
+    QString lastError() const { return m_lastError; }
+    // A data set brackets its transaction with these: beginCommit remembers
+    // every pending row as it is, endCommit(true) settles the written rows,
+    // endCommit(false) puts every pending row back as it was remembered.
+    void beginCommit();
+    void endCommit(bool committed);
 
     // Export
     // Writes prepareDump into "<table>_yyyy_MM_dd hh_mm.csv" in `directory`
@@ -337,9 +350,24 @@ private:
     // Runs one statement per pending row, in order, until the list is empty
     // or a statement fails; written(row, query) takes the row off the list.
     bool commitPending(QList<qlonglong> &pending, const QString &sql, const char *kind,
-                       bool processEvents, const std::function<void(int, QSqlQuery &)> &written);
+                       bool processEvents, const std::function<bool(int, QSqlQuery &)> &written);
     void removeCommittedRow(int row);
     void takeWrittenRow(int row, QSqlQuery &query);
+    // A pending row as beginCommit found it.
+    struct SavedRow
+    {
+        int state = rsUnchanged;
+        QVector<QVariant> current, original;
+        QVector<bool> hasOriginal;
+    };
+    struct CommitJournal
+    {
+        bool active = false;
+        QList<qlonglong> inserted, updated, deleted;
+        QHash<qlonglong, SavedRow> rows;
+        QList<qlonglong> written; // inserted and updated rows the database took
+        QList<qlonglong> removed; // deleted rows the database removed
+    };
 
     QString m_selectSql, m_updateSql, m_insertSql, m_deleteSql;
     QString m_selectName, m_updateName, m_insertName, m_deleteName;
@@ -371,5 +399,8 @@ private:
     bool m_directEdit = false;
     bool m_watching = false;
     bool m_open = false;
-    int m_currentRow = -1;
+    // The cursor: follows its row through sorting, inserts and removals.
+    QPersistentModelIndex m_cursor;
+    CommitJournal m_journal;
+    QString m_lastError;
 };

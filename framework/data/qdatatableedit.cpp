@@ -37,8 +37,8 @@ void QDataTable::writeRow(int row, const QSqlRecord &record, bool fromDatabase)
         }
         const QVariant value = full.value(c);
         if (m_indexes.at(c)) {
-            const QString before = item->current.toString();
-            const QString after = value.toString();
+            const QString before = QDataTableItem::text(item->current);
+            const QString after = QDataTableItem::text(value);
             if (before != after || item->current.isNull() != value.isNull()) {
                 indexRemove(c, before, serial);
                 indexInsert(c, after, serial);
@@ -138,10 +138,6 @@ bool QDataTable::killRow(int row)
     unindexRow(row);
     dropSerial(row);
     m_model->removeRow(row);
-    if (m_currentRow == row)
-        m_currentRow = -1;
-    else if (m_currentRow > row)
-        --m_currentRow;
     return true;
 }
 
@@ -165,8 +161,8 @@ void QDataTable::resetOriginalData(int row, bool redraw)
         if (!item)
             continue;
         if (m_indexes.at(c)) {
-            indexRemove(c, item->current.toString(), serial);
-            indexInsert(c, item->original().toString(), serial);
+            indexRemove(c, QDataTableItem::text(item->current), serial);
+            indexInsert(c, QDataTableItem::text(item->original()), serial);
         }
         item->setValue(QVariant(item->original()), true);
         item->setShown(item->current);
@@ -220,7 +216,7 @@ void QDataTable::clear()
         if (index)
             index->clear();
     }
-    m_currentRow = -1;
+    m_cursor = QPersistentModelIndex();
 }
 
 void QDataTable::makeRowItems(QList<QStandardItem *> &items, int state)
@@ -250,11 +246,9 @@ int QDataTable::insertNewRow(int at, bool makeCurrent)
     QList<QStandardItem *> items;
     makeRowItems(items, rsInserted);
     m_model->insertRow(at, items);
-    if (m_currentRow >= at)
-        ++m_currentRow;
     setRowState(at, rsInserted);
     setRow(at, record, false);
-    m_currentRow = at;
+    m_cursor = m_model->index(at, 0);
     if (makeCurrent)
         setCurrentRow(at);
     return at;
@@ -299,7 +293,7 @@ int QDataTable::addRecord(QSqlRecord record)
 
 bool QDataTable::setField(QString name, QVariant value)
 {
-    const int row = m_currentRow;
+    const int row = currentRow();
     const int c = m_columns.indexOf(name);
     if (row < 0 || row >= rowCount() || c < 0)
         return false;
@@ -344,8 +338,8 @@ void QDataTable::onItemChanged(QStandardItem *standardItem)
         const bool watching = m_watching;
         watchEdits(false);
         if (m_indexes.at(c)) {
-            indexRemove(c, before.toString(), serialOf(row));
-            indexInsert(c, after.toString(), serialOf(row));
+            indexRemove(c, QDataTableItem::text(before), serialOf(row));
+            indexInsert(c, QDataTableItem::text(after), serialOf(row));
         }
         item->setValue(after, false);
         setRow(row, getRecord(row), false);

@@ -40,7 +40,8 @@ QString QDataTable::prepareDump(bool withState) const
             text += QLatin1String(stateLetters[qBound(0, state, 3)]) + QLatin1Char(';');
         for (int c = 0; c < m_columns.count(); ++c) {
             QDataTableItem *item = cell(row, c);
-            text += quoted(item ? item->current.toString() : QString()) + QLatin1Char(';');
+            text +=
+                quoted(item ? QDataTableItem::text(item->current) : QString()) + QLatin1Char(';');
         }
         text += QStringLiteral(";\n");
     }
@@ -89,7 +90,7 @@ bool QDataTable::makeReport(QString fileName) const
         line.clear();
         for (int c : qAsConst(columns)) {
             QDataTableItem *item = cell(row, c);
-            line.append(quoted(item ? item->shown().toString() : QString()));
+            line.append(quoted(item ? QDataTableItem::text(item->shown()) : QString()));
         }
         text += line.join(QLatin1Char(';')) + QLatin1Char('\n');
     }

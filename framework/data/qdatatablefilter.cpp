@@ -84,7 +84,7 @@ void QDataTable::applyFilters()
         } else {
             for (int row = 0; row < rows; ++row) {
                 QDataTableItem *item = cell(row, c);
-                if (!passes(filter.value(), item ? item->current.toString() : QString()))
+                if (!passes(filter.value(), item ? QDataTableItem::text(item->current) : QString()))
                     ++m_failed[m_rowSerials.at(row)];
             }
         }
@@ -179,7 +179,7 @@ void QDataTable::unindexRow(int row)
         if (!m_indexes.at(c))
             continue;
         if (QDataTableItem *item = cell(row, c))
-            indexRemove(c, item->current.toString(), serial);
+            indexRemove(c, QDataTableItem::text(item->current), serial);
     }
 }
 

@@ -15,8 +15,11 @@ QVariant QDataTableItem::data(int role) const
 {
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::EditRole:
         return shown();
+    case Qt::EditRole:
+        // An editor starts from the stored value, never from the text a
+        // display-info receiver made of it.
+        return current;
     case QDataTable::OriginalRole:
         return original();
     case QDataTable::CurrentRole:

@@ -60,6 +60,25 @@ public:
 
     // Null equals null only; otherwise equal values, or equal texts.
     static bool sameValue(const QVariant &a, const QVariant &b);
+    // The text of a value as filters, indexes, value lists and dumps compare
+    // it: a null value (of any type: a null number is not "0") is empty.
+    static QString text(const QVariant &value)
+    {
+        return value.isNull() ? QString() : value.toString();
+    }
+    bool hasOriginal() const { return m_extra && m_extra->hasOriginal; }
+    // Puts back an original value remembered with hasOriginal().
+    void restoreOriginal(const QVariant &value, bool has)
+    {
+        if (has) {
+            extra().original = value;
+            m_extra->hasOriginal = true;
+        } else if (m_extra) {
+            m_extra->hasOriginal = false;
+            m_extra->original = QVariant();
+        }
+        tidy();
+    }
 
     QVariant data(int role) const override;
     void setData(const QVariant &value, int role) override;

@@ -24,7 +24,7 @@ void QDataTable::setView(QTableView *view)
     m_currentConnection = connect(view->selectionModel(), &QItemSelectionModel::currentRowChanged,
                                   this, [this](const QModelIndex &current) {
                                       if (current.isValid())
-                                          m_currentRow = current.row();
+                                          m_cursor = m_model->index(current.row(), 0);
                                   });
     // A debug aid: the table and the id of a row the user activates.
     if (QCoreApplication::instance() && QCoreApplication::instance()->property("bDebugDB").toBool())
@@ -63,7 +63,7 @@ void QDataTable::setCurrentRow(int row)
 {
     if (row < 0 || row >= rowCount())
         return;
-    m_currentRow = row;
+    m_cursor = m_model->index(row, 0);
     if (!m_view || m_view->model() != m_model)
         return;
     int column = 0;
@@ -98,7 +98,7 @@ bool QDataTable::last()
 bool QDataTable::next()
 {
     const int rows = rowCount();
-    for (int row = m_currentRow + 1; row < rows; ++row) {
+    for (int row = currentRow() + 1; row < rows; ++row) {
         if (!m_view || !m_view->isRowHidden(row)) {
             setCurrentRow(row);
             return true;
@@ -109,7 +109,7 @@ bool QDataTable::next()
 
 bool QDataTable::prev()
 {
-    for (int row = qMin(m_currentRow, rowCount()) - 1; row >= 0; --row) {
+    for (int row = qMin(currentRow(), rowCount()) - 1; row >= 0; --row) {
         if (!m_view || !m_view->isRowHidden(row)) {
             setCurrentRow(row);
             return true;
@@ -121,7 +121,7 @@ bool QDataTable::prev()
 int QDataTable::getViewCurrentRow() const
 {
     if (!m_view)
-        return m_currentRow < rowCount() ? m_currentRow : -1;
+        return currentRow();
     const QModelIndex index = m_view->currentIndex();
     return index.isValid() && index.model() == m_model ? index.row() : -1;
 }
@@ -185,7 +185,7 @@ int QDataTable::locate(QStringList fields, QList<QVariant> values)
     }
     if (indexed >= 0) {
         const ValueIndex *index = m_indexes.at(columns.at(indexed));
-        const QVector<int> candidates = index->value(values.at(indexed).toString());
+        const QVector<int> candidates = index->value(QDataTableItem::text(values.at(indexed)));
         for (int serial : candidates) {
             QDataTableItem *first = m_serialItems.value(serial);
             const int row = first ? first->row() : -1;
@@ -200,7 +200,7 @@ int QDataTable::locate(QStringList fields, QList<QVariant> values)
         }
     }
     if (found >= 0)
-        m_currentRow = found;
+        m_cursor = m_model->index(found, 0);
     return found;
 }
 

@@ -201,9 +201,21 @@ void TestDataSet::commit_failureRollsBackTheWholeTransaction()
     QVERIFY(!set.commit(connection()));
     // Nothing reached the database, seen from another connection.
     QVERIFY(logged().isEmpty());
-    // The failing table keeps its failing row pending.
+    // The failing table keeps its failing row pending, and the first table
+    // its rows, with their temporary keys: nothing is marked saved.
     QVERIFY(second->isModified());
     QCOMPARE(second->getRowState(1), int(rsInserted));
+    QCOMPARE(first->insertedRows().size(), 2);
+    QCOMPARE(first->getField(QStringLiteral("id"), 0).toLongLong(), -1LL);
+    QCOMPARE(first->getField(QStringLiteral("id"), 1).toLongLong(), -2LL);
+    QVERIFY(!set.lastError().isEmpty());
+    // Corrected, the retry writes the rows of both tables.
+    second->setCurrentRow(1);
+    QVERIFY(second->setField(QStringLiteral("c_table"), QStringLiteral("t_b")));
+    QVERIFY(set.commit(connection()));
+    QCOMPARE(logged(), (QStringList{QStringLiteral("t_a"), QStringLiteral("t_a"),
+                                    QStringLiteral("t_b"), QStringLiteral("t_b")}));
+    QVERIFY(!set.isModified());
     // The connection is usable again after the rollback.
     QSqlQuery query = connection()->execScript(QStringLiteral("SELECT 1"), QList<QVariant>());
     QVERIFY(query.isActive());

@@ -9,6 +9,7 @@
 
 #include <QHeaderView>
 #include <QLibrary>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QSqlField>
@@ -17,6 +18,7 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTextCodec>
+#include <cstdio>
 #include <memory>
 
 namespace {
@@ -91,7 +93,14 @@ private slots:
     void commit_writesDeletesInsertsUpdates();
     void commit_newKeysReplaceTemporaryOnes();
     void commit_emptyUpdateTextKeepsUpdatesPending();
-    void commit_failingStatementStopsAndKeepsRowPending();
+    void commit_failingRowWritesNothingAndKeepsAllPending();
+    void commit_touchingNoRowFails_data();
+    void commit_touchingNoRowFails();
+    void commit_killedMidwayLeavesAllOrNothing();
+    void insert_columnsNotReturnedStayAsSent();
+    void nullNumber_isNotZero();
+    void editRole_givesStoredValueNotShownText();
+    void cursor_followsItsRowThroughSortAndRemoval();
     void rollback_restoresDatabaseValuesInModelAndView();
     void filters_hideExactlyFailingRows_data();
     void filters_hideExactlyFailingRows();
@@ -411,7 +420,10 @@ void TestTable::commit_emptyUpdateTextKeepsUpdatesPending()
     QCOMPARE(databaseRows().size(), scratchCount - 1);
 }
 
-void TestTable::commit_failingStatementStopsAndKeepsRowPending()
+// A failing row fails the whole commit: it is one transaction, so nothing is
+// written; every row stays pending, edits in the view are tracked again, and
+// the corrected retry writes them all.
+void TestTable::commit_failingRowWritesNothingAndKeepsAllPending()
 {
     QDataTable *table = makeTable();
     for (int row = 0; row < 3; ++row) {
@@ -420,23 +432,181 @@ void TestTable::commit_failingStatementStopsAndKeepsRowPending()
         QVERIFY(table->setRow(row, record));
     }
     QVERIFY(!table->commit());
-    // The first update is written, the failing one and the rest are not.
+    QVERIFY(!table->lastError().isEmpty());
     const QList<QStringList> rows = databaseRows();
-    QCOMPARE(rows.at(0).at(3), QStringLiteral("100"));
-    QCOMPARE(rows.at(1).at(3), QStringLiteral("2"));
-    QCOMPARE(rows.at(2).at(3), QStringLiteral("3"));
-    QCOMPARE(table->getRowState(0), int(rsUnchanged));
-    QCOMPARE(table->getRowState(1), int(rsUpdated));
-    QCOMPARE(table->getRowState(2), int(rsUpdated));
-    QCOMPARE(table->updatedRows().size(), 2);
+    for (int row = 0; row < 3; ++row) {
+        QCOMPARE(rows.at(row).at(3), QString::number(row + 1));
+        QCOMPARE(table->getRowState(row), int(rsUpdated));
+    }
+    QCOMPARE(table->updatedRows().size(), 3);
 
-    // Corrected, the next commit writes the rest.
-    QSqlRecord fixed = table->getRecord(1);
-    fixed.setValue(QStringLiteral("n_qty"), 55);
-    QVERIFY(table->setRow(1, fixed));
+    table->setDirectEdit(true);
+    const QModelIndex qty = table->getModel()->index(1, 3);
+    QVERIFY(table->getModel()->setData(qty, 55, Qt::EditRole));
+    QCOMPARE(table->getField(QStringLiteral("n_qty"), 1).toInt(), 55);
     QVERIFY(table->commit());
+    QCOMPARE(databaseRows().at(0).at(3), QStringLiteral("100"));
     QCOMPARE(databaseRows().at(1).at(3), QStringLiteral("55"));
     QCOMPARE(databaseRows().at(2).at(3), QStringLiteral("102"));
+}
+
+// A statement that touches no row fails the commit and keeps the row pending:
+// an insert that returns nothing, an update or delete of a removed record.
+void TestTable::commit_touchingNoRowFails_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::newRow("insert returns nothing") << "insert";
+    QTest::newRow("update of a removed row") << "update";
+    QTest::newRow("delete of a removed row") << "delete";
+}
+
+void TestTable::commit_touchingNoRowFails()
+{
+    QFETCH(QString, change);
+    QDataTable *table = makeTable();
+    QVERIFY(m_db->exec(QStringLiteral("DELETE FROM public.t_scratch WHERE c_name = 'a'")));
+    int row = 0;
+    if (change == QLatin1String("insert")) {
+        table->setScripts(QString::fromLatin1(selectSql), QString::fromLatin1(updateSql),
+                          QStringLiteral("INSERT INTO public.t_scratch (c_name) SELECT :c_name "
+                                         "WHERE false RETURNING id, c_name"),
+                          QString::fromLatin1(deleteSql), true);
+        row = table->newRow();
+    } else if (change == QLatin1String("update")) {
+        table->setCurrentRow(0);
+        QVERIFY(table->setField(QStringLiteral("c_name"), QStringLiteral("b2")));
+    } else {
+        QVERIFY(table->deleteRow(0));
+    }
+    const int state = table->getRowState(row);
+    const QVariant key = table->getField(QStringLiteral("id"), row);
+    QVERIFY(!table->commit());
+    QVERIFY(!table->lastError().isEmpty());
+    QCOMPARE(table->getRowState(row), state);
+    QCOMPARE(table->getField(QStringLiteral("id"), row), key);
+    QVERIFY(table->isModified());
+}
+
+// Columns the insert does not return keep what was sent as their stored
+// value: putting the original data back does not blank them.
+void TestTable::insert_columnsNotReturnedStayAsSent()
+{
+    QDataTable *table = makeTable();
+    table->setScripts(QString::fromLatin1(selectSql), QString::fromLatin1(updateSql),
+                      QStringLiteral("INSERT INTO public.t_scratch (c_name, n_qty) VALUES "
+                                     "(:c_name, :n_qty) RETURNING id"),
+                      QString::fromLatin1(deleteSql), true);
+    const int row = table->append({QStringLiteral("c_name"), QStringLiteral("n_qty")},
+                                  {QStringLiteral("новая"), 9});
+    QVERIFY(table->commit());
+    QVERIFY(table->getField(QStringLiteral("id"), row).toLongLong() > 0);
+    table->resetOriginalData(row);
+    QCOMPARE(table->getField(QStringLiteral("c_name"), row).toString(), QStringLiteral("новая"));
+    QCOMPARE(table->getField(QStringLiteral("n_qty"), row).toInt(), 9);
+}
+
+// A null number is not "0": filters, value lists, search and dumps tell them apart.
+void TestTable::nullNumber_isNotZero()
+{
+    QVERIFY(m_db->exec(QStringLiteral("UPDATE public.t_scratch SET n_qty = CASE c_name WHEN 'd' "
+                                      "THEN 0 WHEN 'e' THEN NULL ELSE n_qty END")));
+    QDataTable *table = makeTable();
+    table->addSearchIndex(QStringLiteral("n_qty"));
+    table->setFilter(QStringLiteral("n_qty"), QString());
+    QCOMPARE(table->visibleRowCount(), 1);
+    table->setFilter(QStringLiteral("n_qty"), QStringLiteral("0"));
+    QCOMPARE(table->visibleRowCount(), 1);
+    QVERIFY(table->getValuesList(QStringLiteral("n_qty")).contains(QString()));
+    QCOMPARE(table
+                 ->getField(QStringLiteral("c_name"),
+                            table->locate(QStringLiteral("n_qty"), QVariant(QVariant::Int)))
+                 .toString(),
+             QStringLiteral("e"));
+    QCOMPARE(table->getField(QStringLiteral("c_name"), table->locate(QStringLiteral("n_qty"), 0))
+                 .toString(),
+             QStringLiteral("d"));
+    QVERIFY(table->prepareDump().contains(QStringLiteral("\"e\";\"done\";\"\";")));
+}
+
+// The edit role gives the stored value, not the text a display-info
+// receiver made of it: an editor that writes back what it read changes nothing.
+void TestTable::editRole_givesStoredValueNotShownText()
+{
+    QDataTable *table = makeTable(false);
+    DispReceiver receiver;
+    QVERIFY(connect(table, SIGNAL(getDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)),
+                    &receiver, SLOT(onGetDispInfo(int, QVariant *, QCellData *, QSqlRecord *))));
+    QVERIFY(table->open());
+    QStandardItemModel *model = table->getModel();
+    const QModelIndex name = model->index(0, 1);
+    QCOMPARE(name.data(Qt::DisplayRole).toString(), QStringLiteral("<a>"));
+    QCOMPARE(name.data(Qt::EditRole).toString(), QStringLiteral("a"));
+    model->setData(name, name.data(Qt::EditRole), Qt::EditRole);
+    QCOMPARE(table->getRowState(0), int(rsUnchanged));
+    QCOMPARE(table->getField(QStringLiteral("c_name"), 0).toString(), QStringLiteral("a"));
+}
+
+// The cursor follows its row when the view sorts and when other rows go:
+// setField writes into the row the user sees as current.
+void TestTable::cursor_followsItsRowThroughSortAndRemoval()
+{
+    QDataTable *table = makeTable();
+    QTableView view;
+    table->setView(&view);
+    table->setCurrentRow(0); // "a", quantity 1
+    view.sortByColumn(3, Qt::DescendingOrder);
+    QCOMPARE(table->currentRow(), view.currentIndex().row());
+    QCOMPARE(table->currentRow(), scratchCount - 1);
+    QVERIFY(table->killRow(0));
+    QCOMPARE(table->currentRow(), scratchCount - 2);
+    QVERIFY(table->setField(QStringLiteral("c_status"), QStringLiteral("moved")));
+    QCOMPARE(table->updatedRows().size(), 1);
+    QCOMPARE(table->getField(QStringLiteral("c_name")).toString(), QStringLiteral("a"));
+    QCOMPARE(table->getField(QStringLiteral("c_status")).toString(), QStringLiteral("moved"));
+}
+
+// A client killed in the middle of a commit leaves all of it or nothing:
+// the commit runs in a child process of this program, killed while it writes.
+void TestTable::commit_killedMidwayLeavesAllOrNothing()
+{
+    const int rows = 3000;
+    if (qEnvironmentVariableIsSet("REJECTS_COMMIT_CHILD")) {
+        qputenv("PGDATABASE", qgetenv("REJECTS_COMMIT_CHILD"));
+        QLibrary driver(PgTestDb::driverPath());
+        QSqlConnection child(&driver);
+        QVERIFY(child.Connect(QStringLiteral("commit_child"), true));
+        QDataTable table(QStringLiteral("t_scratch"), &child);
+        table.setScripts(QString::fromLatin1(selectSql), QString::fromLatin1(updateSql),
+                         QString::fromLatin1(insertSql), QString::fromLatin1(deleteSql), true);
+        table.addColumn(QStringLiteral("id"), QVariant::LongLong, false, QString(), -1);
+        table.addColumn(QStringLiteral("c_name"), QVariant::String);
+        table.addColumn(QStringLiteral("n_qty"), QVariant::Int);
+        for (int i = 0; i < rows; ++i)
+            table.append({QStringLiteral("c_name"), QStringLiteral("n_qty")},
+                         {QStringLiteral("k"), i});
+        std::printf("committing\n");
+        std::fflush(stdout);
+        table.commit(true);
+        return;
+    }
+    QProcess child;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("REJECTS_COMMIT_CHILD"), m_db->name());
+    child.setProcessEnvironment(environment);
+    child.start(QCoreApplication::applicationFilePath(),
+                {QStringLiteral("commit_killedMidwayLeavesAllOrNothing")});
+    QByteArray output;
+    while (!output.contains("committing") && child.waitForReadyRead(60000))
+        output += child.readAllStandardOutput();
+    QVERIFY2(output.contains("committing"), output.constData());
+    QTest::qWait(100);
+    child.kill();
+    child.waitForFinished();
+    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+    QVERIFY(query.exec(QStringLiteral("SELECT count(*) FROM public.t_scratch WHERE c_name = 'k'")));
+    QVERIFY(query.next());
+    const int written = query.value(0).toInt();
+    QVERIFY2(written == 0 || written == rows, qPrintable(QString::number(written)));
 }
 
 void TestTable::rollback_restoresDatabaseValuesInModelAndView()
