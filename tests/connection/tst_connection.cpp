@@ -659,7 +659,7 @@ void TestConnection::convertRecord_followsColumns()
 void TestConnection::statementTimeout_failsStalledCall()
 {
     qputenv("REJECTS_STATEMENT_TIMEOUT", "1");
-    LoggedInConnection conn(*m_db);
+    LoggedInConnection conn(m_fx->db());
     qunsetenv("REJECTS_STATEMENT_TIMEOUT");
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QSqlQuery stalled = conn->execScript(QStringLiteral("SELECT pg_sleep(5)"), QVariantList());
@@ -677,7 +677,7 @@ void TestConnection::serverRestart_reconnectsSameUserAndSaysSoOnce()
     const QString restart = qEnvironmentVariable("REJECTS_PG_RESTART");
     if (restart.isEmpty())
         QSKIP("scripts/test gives the command that restarts the test cluster");
-    LoggedInConnection conn(*m_db, QStringLiteral("ivanova"), QStringLiteral("ivanova"));
+    LoggedInConnection conn(m_fx->db(), QStringLiteral("ivanova"), QStringLiteral("ivanova"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     const QString whoAmI = QStringLiteral("SELECT CAST(:UserID AS bigint)");
     const QVariant user = conn->execScript(whoAmI, QVariantList()).value(0);

@@ -362,7 +362,7 @@ void TestList::delete_refusedIsSaidAndLaterSavesWork()
     const QList<qint64> open = dbIds(QStringLiteral("c_solution = ''"));
     QVERIFY(open.size() >= 2);
     const qint64 id = open.first();
-    QSqlQuery other(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery other(m_fx->db().directConnection(QStringLiteral("check")));
     QVERIFY(other.exec(
         QStringLiteral("UPDATE docs.t_process_exam SET c_solution = 'Годно.' WHERE id = %1")
             .arg(id)));
@@ -381,10 +381,11 @@ void TestList::delete_refusedIsSaidAndLaterSavesWork()
     m_view->setCurrentRowById(open.at(1));
     QVERIFY(m_table->setField(QStringLiteral("c_description"), QStringLiteral("Уточнено.")));
     QVERIFY(m_table->commit(false));
-    QCOMPARE(dbValue(QStringLiteral("SELECT c_description FROM docs.t_process_exam WHERE id = %1")
-                         .arg(open.at(1)))
-                 .toString(),
-             QStringLiteral("Уточнено."));
+    QCOMPARE(
+        m_fx->value(QStringLiteral("SELECT c_description FROM docs.t_process_exam WHERE id = %1")
+                        .arg(open.at(1)))
+            .toString(),
+        QStringLiteral("Уточнено."));
 }
 
 // A filter that hides the current row leaves no action that touches it.
@@ -418,7 +419,7 @@ void TestList::merge_failureSaidAndCutKept()
     const qint64 target = open.at(1);
     m_view->setCurrentRowById(source);
     action(QStringLiteral("acCut"))->trigger();
-    QSqlQuery other(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery other(m_fx->db().directConnection(QStringLiteral("check")));
     QVERIFY(
         other.exec(QStringLiteral("DELETE FROM docs.t_process_exam WHERE id = %1").arg(target)));
 

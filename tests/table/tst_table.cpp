@@ -464,7 +464,7 @@ void TestTable::commit_touchingNoRowFails()
 {
     QFETCH(QString, change);
     QDataTable *table = makeTable();
-    QVERIFY(m_db->exec(QStringLiteral("DELETE FROM public.t_scratch WHERE c_name = 'a'")));
+    QVERIFY(m_fx->db().exec(QStringLiteral("DELETE FROM public.t_scratch WHERE c_name = 'a'")));
     int row = 0;
     if (change == QLatin1String("insert")) {
         table->setScripts(QString::fromLatin1(selectSql), QString::fromLatin1(updateSql),
@@ -508,8 +508,9 @@ void TestTable::insert_columnsNotReturnedStayAsSent()
 // A null number is not "0": filters, value lists, search and dumps tell them apart.
 void TestTable::nullNumber_isNotZero()
 {
-    QVERIFY(m_db->exec(QStringLiteral("UPDATE public.t_scratch SET n_qty = CASE c_name WHEN 'd' "
-                                      "THEN 0 WHEN 'e' THEN NULL ELSE n_qty END")));
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("UPDATE public.t_scratch SET n_qty = CASE c_name WHEN 'd' "
+                                       "THEN 0 WHEN 'e' THEN NULL ELSE n_qty END")));
     QDataTable *table = makeTable();
     table->addSearchIndex(QStringLiteral("n_qty"));
     table->setFilter(QStringLiteral("n_qty"), QString());
@@ -591,7 +592,7 @@ void TestTable::commit_killedMidwayLeavesAllOrNothing()
     }
     QProcess child;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("REJECTS_COMMIT_CHILD"), m_db->name());
+    environment.insert(QStringLiteral("REJECTS_COMMIT_CHILD"), m_fx->db().name());
     child.setProcessEnvironment(environment);
     child.start(QCoreApplication::applicationFilePath(),
                 {QStringLiteral("commit_killedMidwayLeavesAllOrNothing")});
@@ -602,7 +603,7 @@ void TestTable::commit_killedMidwayLeavesAllOrNothing()
     QTest::qWait(100);
     child.kill();
     child.waitForFinished();
-    QSqlQuery query(m_db->directConnection(QStringLiteral("check")));
+    QSqlQuery query(m_fx->db().directConnection(QStringLiteral("check")));
     QVERIFY(query.exec(QStringLiteral("SELECT count(*) FROM public.t_scratch WHERE c_name = 'k'")));
     QVERIFY(query.next());
     const int written = query.value(0).toInt();
