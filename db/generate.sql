@@ -4,9 +4,19 @@
 -- preventive actions), with discussion. Set-based, so that 100 000 defects
 -- load in seconds:
 --   psql -v n=100000 -f db/generate.sql
+-- It also tops the stock catalogue up to :families item families in :types
+-- item types (20 000 and 2 000 unless given).
 \if :{?n}
 \else
 \set n 1000
+\endif
+\if :{?families}
+\else
+\set families 20000
+\endif
+\if :{?types}
+\else
+\set types 2000
 \endif
 \set ON_ERROR_STOP on
 \timing on
@@ -163,6 +173,56 @@ SELECT pe.id, pe.id_solver, u.c_name, pe.d_solution, 'Обсуждение за�
   JOIN sys.t_user u ON u.id = pe.id_solver
  WHERE e.b_decided;
 
+-- The stock catalogue, topped up to :types item types (three levels: a
+-- twentieth roots, a fifth under them, the rest under those) and :families
+-- item families on the lower levels, each with its stock in one store. A
+-- second run adds only what is missing.
+CREATE TEMP TABLE gen_type ON COMMIT DROP AS
+SELECT g, nextval('dirs.t_item_type_id_seq') AS id
+  FROM generate_series(1, greatest(0, :types - (SELECT count(*) FROM dirs.t_item_type))) AS g;
+CREATE UNIQUE INDEX ON gen_type (g);
+
+INSERT INTO dirs.t_item_type (id, id_parent, c_name)
+SELECT t.id,
+       CASE WHEN t.g <= c.n_root THEN NULL
+            WHEN t.g <= c.n_mid THEN (SELECT p.id FROM gen_type p WHERE p.g = 1 + t.g % c.n_root)
+            ELSE (SELECT p.id FROM gen_type p WHERE p.g = c.n_root + 1 + t.g % (c.n_mid - c.n_root))
+       END,
+       (ARRAY['Резисторы', 'Конденсаторы', 'Микросхемы', 'Разъемы', 'Крепеж', 'Провода',
+              'Трансформаторы', 'Реле', 'Предохранители', 'Диоды', 'Транзисторы', 'Платы'])
+         [1 + t.g % 12] || ' ' || (ARRAY['группа', 'серия', 'исполнение'])
+         [CASE WHEN t.g <= c.n_root THEN 1 WHEN t.g <= c.n_mid THEN 2 ELSE 3 END] || ' ' || t.g
+  FROM gen_type t
+ CROSS JOIN (SELECT greatest(1, count(*) / 20) AS n_root, greatest(2, count(*) / 4) AS n_mid
+               FROM gen_type) c
+ ORDER BY t.g;
+
+CREATE TEMP TABLE gen_family ON COMMIT DROP AS
+SELECT g, nextval('dirs.t_item_family_id_seq') AS id, random() AS r
+  FROM generate_series(1, greatest(0, :families - (SELECT count(*) FROM dirs.t_item_family))) AS g;
+
+CREATE TEMP TABLE gen_leaf_type ON COMMIT DROP AS
+SELECT row_number() OVER (ORDER BY t.id) - 1 AS n, t.id
+  FROM dirs.t_item_type t WHERE t.id_parent IS NOT NULL;
+CREATE UNIQUE INDEX ON gen_leaf_type (n);
+ANALYZE gen_leaf_type;
+
+INSERT INTO dirs.t_item_family (id, id_type, id_meas_unit, c_name, c_part_num)
+SELECT f.id, lt.id, m.id,
+       (ARRAY['Резистор', 'Конденсатор', 'Микросхема', 'Вилка', 'Винт', 'Провод', 'Дроссель',
+              'Реле', 'Вставка плавкая', 'Диод', 'Транзистор', 'Плата'])[1 + f.g % 12]
+         || ' ' || (ARRAY['0402', '0603', '0805', '1206', 'SOT-23', 'SOIC-8', 'М3', 'М4'])[1 + f.g % 8]
+         || ' ' || CAST(10 + (f.g * 7919) % 99990 AS text) || ' ТУ-' || f.g,
+       'ПН-' || to_char(f.g, 'FM000000')
+  FROM gen_family f
+  JOIN gen_leaf_type lt ON lt.n = f.g % (SELECT count(*) FROM gen_leaf_type)
+  JOIN dirs.t_meas_unit m ON m.c_short_name = CASE WHEN f.r < 0.85 THEN 'шт.'
+                                                   WHEN f.r < 0.95 THEN 'м' ELSE 'кг' END;
+
+INSERT INTO dirs.t_item_family_store (id_store, id_item_family, n_qty)
+SELECT (SELECT id FROM dirs.t_store ORDER BY id LIMIT 1), f.id, round(CAST(f.r * 5000 AS numeric), 3)
+  FROM gen_family f;
+
 -- Verify what the skipped checks would have refused.
 DO $$
 BEGIN
@@ -180,7 +240,12 @@ BEGIN
      OR EXISTS (SELECT 1 FROM docs.t_process_exam_disc x
                   LEFT JOIN docs.t_process_exam pe ON pe.id = x.id_process_exam WHERE pe.id IS NULL)
      OR EXISTS (SELECT 1 FROM docs.t_production_group_content x
-                  LEFT JOIN docs.t_plan_order po ON po.id = x.id_plan_order WHERE po.id IS NULL) THEN
+                  LEFT JOIN docs.t_plan_order po ON po.id = x.id_plan_order WHERE po.id IS NULL)
+     OR EXISTS (SELECT 1 FROM dirs.t_item_type x
+                  LEFT JOIN dirs.t_item_type p ON p.id = x.id_parent
+                 WHERE x.id_parent IS NOT NULL AND p.id IS NULL)
+     OR EXISTS (SELECT 1 FROM dirs.t_item_family x
+                  LEFT JOIN dirs.t_item_type t ON t.id = x.id_type WHERE t.id IS NULL) THEN
     RAISE EXCEPTION 'generated rows refer to missing keys';
   END IF;
 END
