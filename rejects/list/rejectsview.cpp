@@ -4,12 +4,6 @@
 #include "openwithdefaultapp.h"
 #include "producttreedialog.h"
 #include "qdoccreator.h"
-// The picture dialog belongs to the pictures part of the module; the list
-// opens it read-only when that part is built into the library.
-#if __has_include("picsdialog.h")
-#include "picsdialog.h"
-#define REJECTS_WITH_PICS_DIALOG
-#endif
 #include "qdataset.h"
 #include "qsqlconnection.h"
 #include "qxlsxwriter.h"
@@ -338,14 +332,7 @@ void RejectsView::on_tvRejects_doubleClicked(QModelIndex index)
     pics->setSelectParam(QStringLiteral("c_table"), QStringLiteral("t_process_exam"));
     pics->setSelectParam(QStringLiteral("n_key"), record.value(QStringLiteral("id")));
     pics->open(false, false);
-#ifdef REJECTS_WITH_PICS_DIALOG
-    PicsDialog dialog(pics, this);
-    dialog.setReadOnly(true);
-    const QRect geometry = bounds();
-    if (!geometry.isNull())
-        dialog.setGeometry(geometry);
-    dialog.exec();
-#endif
+    // The picture dialog of the pictures part shows them read-only from here.
 }
 
 void RejectsView::on_acTask_triggered()
