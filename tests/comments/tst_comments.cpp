@@ -13,6 +13,7 @@
 #include <QComboBox>
 #include <QDialogButtonBox>
 #include <QLabel>
+#include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSqlError>
@@ -71,6 +72,7 @@ private slots:
     void taskDialog_acceptNeedsExecutorAndText();
     void taskDialog_createsTask();
     void taskDialog_withoutConnection_rejected();
+    void taskDialog_refusalIsSaid();
 
 private:
     QStringList dbColumn(const QString &sql);
@@ -329,6 +331,24 @@ void TestComments::taskDialog_withoutConnection_rejected()
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
     QCOMPARE(dialog.taskId(), qint64(0));
     QCOMPARE(m_fx->value(QStringLiteral("SELECT count(*) FROM task.t_scheduler")).toInt(), tasks);
+}
+
+// A task the database refuses is said with the database's reason.
+void TestComments::taskDialog_refusalIsSaid()
+{
+    QVERIFY(m_fx->db().exec(
+        QStringLiteral("ALTER TABLE task.t_scheduler ADD CONSTRAINT t_refused CHECK "
+                       "(sys.f_check(c_name <> 'Отказ', 'Задача отклонена'))")));
+    TaskDialog dialog{QString()};
+    fillTask(&dialog, m_executor, QStringLiteral("Отказ"));
+    ModalResponder modal;
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    dialog.show();
+    dialog.findChild<QPushButton *>(QStringLiteral("buttonAccept"))->click();
+    QVERIFY(
+        m_fx->db().exec(QStringLiteral("ALTER TABLE task.t_scheduler DROP CONSTRAINT t_refused")));
+    QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание|Задача отклонена")});
+    QCOMPARE(dialog.result(), int(QDialog::Rejected));
 }
 
 REJECTS_TEST_MAIN(TestComments)

@@ -52,6 +52,7 @@ private slots:
     void delete_refusedIsSaidAndLaterSavesWork();
     void hiddenCurrentRow_noActionTouchesIt();
     void merge_failureSaidAndCutKept();
+    void concurrentSave_refusedNamingChangerAndEditsKept();
     void search_serialOnlyAndCaseSensitive();
     void hideReady_hidesExactlyDecided();
     void refresh_keepsFilterThatStillOccurs();
@@ -431,6 +432,36 @@ void TestList::merge_failureSaidAndCutKept()
              qPrintable(m_modal->messages().join('\n')));
     QCOMPARE(m_view->cutId(), source);
     QCOMPARE(dbIds(QStringLiteral("id = %1").arg(source)).size(), 1);
+}
+
+// Another user saves the defect after this list read it: this save is
+// refused naming that user, the other user's decision stays, and the edit
+// stays pending here.
+void TestList::concurrentSave_refusedNamingChangerAndEditsKept()
+{
+    const qint64 id = dbIds(QStringLiteral("c_solution = ''")).value(0);
+    QVERIFY(id);
+    m_view->setCurrentRowById(id);
+    QVERIFY(m_table->setField(QStringLiteral("c_description"), QStringLiteral("Мое описание")));
+    QSqlQuery other(m_fx->db().directConnection(QStringLiteral("check")));
+    QVERIFY(other.exec(QStringLiteral("UPDATE docs.t_process_exam SET c_solution = 'Решение Б', "
+                                      "id_changer = (SELECT id FROM sys.t_user WHERE c_login = "
+                                      "'ivanova') WHERE id = %1")
+                           .arg(id)));
+
+    QVERIFY(!m_table->commit(false));
+    QVERIFY2(m_table->lastError().contains(QStringLiteral("Иванова О.П.")),
+             qPrintable(m_table->lastError()));
+    const int row = rowOf(id);
+    QCOMPARE(m_table->getRowState(row), int(rsUpdated));
+    QCOMPARE(m_table->getField(QStringLiteral("c_description"), row).toString(),
+             QStringLiteral("Мое описание"));
+    QCOMPARE(
+        m_fx->value(
+                QStringLiteral("SELECT c_solution FROM docs.t_process_exam WHERE id = %1").arg(id))
+            .toString(),
+        QStringLiteral("Решение Б"));
+    m_table->rollback();
 }
 
 void TestList::search_serialOnlyAndCaseSensitive()
