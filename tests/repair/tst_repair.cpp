@@ -3,14 +3,13 @@
 // checks, the item catalogue's search, the quantity limits and the rights.
 
 #include "itemdialog.h"
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "planadddialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "tabitemseditor.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QComboBox>
@@ -20,8 +19,6 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTableView>
 #include <QToolButton>
 #include <QTreeWidget>
@@ -72,6 +69,7 @@ class TestRepair : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
 
@@ -89,17 +87,21 @@ private:
     void login(const QString &user);
     // Makes the defect current in the register and shows it in a new tab.
     std::unique_ptr<TabItemsEditor> openDefect(const char *description);
-    QVariant dbValue(const QString &sql);
+    QVariant dbValue(const QString &sql) { return m_fx->value(sql); }
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     QDataSet *m_document = nullptr;
 };
 
+// One database for the program: only the saved new plan stays, and it is
+// bound to its defect, so no other case sees it.
+void TestRepair::initTestCase()
+{
+    START_FIXTURE(m_fx, QStringLiteral("repair"));
+}
+
 void TestRepair::init()
 {
-    m_db = std::make_unique<PgTestDb>(QStringLiteral("repair"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
     login(QStringLiteral("kuznetsova"));
 }
 
@@ -109,19 +111,15 @@ void TestRepair::cleanup()
         m_document->rollback();
         m_document->closeAll();
     }
-    m_connection.reset();
-    m_db.reset();
 }
 
 void TestRepair::login(const QString &user)
 {
-    m_connection.reset();
-    m_connection = std::make_unique<LoggedInConnection>(*m_db, user, user);
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
+    QVERIFY2(m_fx->login(user), qPrintable(m_fx->error()));
     m_document = getDocument(qApp);
     QVERIFY(m_document);
     for (QDataTable *table : m_document->tables())
-        table->setConnection(m_connection->connection());
+        table->setConnection(m_fx->connection());
 }
 
 std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const char *description)
@@ -138,16 +136,6 @@ std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const char *description)
     auto tab = std::make_unique<TabItemsEditor>();
     tab->refresh();
     return tab;
-}
-
-QVariant TestRepair::dbValue(const QString &sql)
-{
-    QSqlQuery query(m_db->directConnection());
-    if (!query.exec(sql) || !query.next()) {
-        qWarning() << sql << query.lastError().text();
-        return QVariant();
-    }
-    return query.value(0);
 }
 
 // The list offers only the open, unused, not deleted repair plan; choosing
@@ -186,17 +174,20 @@ void TestRepair::linkList_onlyFreeOpenPlans()
 void TestRepair::newPlan_savedOnlyWithDefect_data()
 {
     QTest::addColumn<bool>("save");
-    QTest::newRow("defect saved") << true;
-    QTest::newRow("defect cancelled") << false;
+    QTest::addColumn<QString>("defect");
+    QTest::newRow("defect saved") << true << "Выходное напряжение 23,1 В%";
+    QTest::newRow("defect cancelled") << false << QString::fromUtf8(defectWithoutPlan);
 }
 
 void TestRepair::newPlan_savedOnlyWithDefect()
 {
     QFETCH(bool, save);
-    auto tab = openDefect(defectWithoutPlan);
+    QFETCH(QString, defect);
+    const QString comment = QString::fromUtf8(QTest::currentDataTag());
+    auto tab = openDefect(defect.toUtf8().constData());
     ModalResponder modal;
-    modal.expect([](QWidget *dialog) {
-        child<QPlainTextEdit>(dialog, "leComment")->setPlainText(QStringLiteral("Замена U3"));
+    modal.expect([comment](QWidget *dialog) {
+        child<QPlainTextEdit>(dialog, "leComment")->setPlainText(comment);
         auto *type = child<QComboBox>(dialog, "cbType");
         type->setCurrentIndex(type->findText(QStringLiteral("Ремонтный")));
         child<QPushButton>(dialog, "pushButtonAccept")->click();
@@ -204,23 +195,20 @@ void TestRepair::newPlan_savedOnlyWithDefect()
     child<QPushButton>(tab.get(), "pushButtonPlanAdd")->click();
     QCOMPARE(modal.pending(), 0);
     QCOMPARE(child<QLabel>(tab.get(), "labelPlan")->text(), QStringLiteral("Новый план"));
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_plan_order WHERE c_coment = "
-                                    "'Замена U3'"))
-                 .toInt(),
-             0);
+    const QString plans =
+        QStringLiteral("SELECT count(*) FROM docs.t_plan_order WHERE c_coment = '%1'").arg(comment);
+    QCOMPARE(dbValue(plans).toInt(), 0);
 
     if (save)
-        QVERIFY(m_document->commit(m_connection->connection()));
+        QVERIFY(m_document->commit(m_fx->connection()));
     else
         m_document->rollback();
-    const QString planOfDefect =
-        QStringLiteral("SELECT count(*) FROM docs.t_plan_order po JOIN docs.t_process_exam pe ON "
-                       "pe.id_plan_order_repair = po.id WHERE po.c_coment = 'Замена U3' AND "
-                       "po.id_prod_ver IS NULL AND pe.c_description LIKE '%1'")
-            .arg(QString::fromUtf8(defectWithoutPlan));
-    QCOMPARE(dbValue(planOfDefect).toInt(), save ? 1 : 0);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_plan_order WHERE c_coment = "
-                                    "'Замена U3'"))
+    QCOMPARE(dbValue(plans).toInt(), save ? 1 : 0);
+    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_plan_order po JOIN "
+                                    "docs.t_process_exam pe ON pe.id_plan_order_repair = po.id "
+                                    "WHERE po.c_coment = '%1' AND po.id_prod_ver IS NULL AND "
+                                    "pe.c_description LIKE '%2'")
+                         .arg(comment, defect))
                  .toInt(),
              save ? 1 : 0);
 }
