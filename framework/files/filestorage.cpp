@@ -154,6 +154,15 @@ void forgetFileStoragePaths()
     cachedHelpPath.clear();
 }
 
+QByteArray readStoredFile(const QString &fileName, bool help)
+{
+    const QString directory = fileStoragePath(help);
+    QFile file(QDir(directory).filePath(fileName));
+    if (!directory.isEmpty() && !fileName.isEmpty() && file.open(QIODevice::ReadOnly))
+        return file.readAll();
+    return databaseContent(fileName, help);
+}
+
 bool extractStoredFile(const QString &fileName, const QString &target, bool help)
 {
     const QString directory = fileStoragePath(help);

@@ -39,6 +39,11 @@ REJECTS_EXPORT void forgetFileStoragePaths();
 // file gives the warning "Файл %1 не найден" and false; nothing is written.
 REJECTS_EXPORT bool extractStoredFile(const QString &fileName, const QString &target, bool help);
 
+// The content of the stored file `fileName`: the directory's copy when there
+// is one, otherwise the database's; empty when the file is unknown. Nothing
+// is shown to the user.
+REJECTS_EXPORT QByteArray readStoredFile(const QString &fileName, bool help = false);
+
 // Extracts one stored file. Without `askDirectory` into the temporary
 // directory, and opens it with the desktop's default application; with it,
 // into a directory the user chooses, without opening it. Returns the path

@@ -1,7 +1,9 @@
 #include "rejectsview.h"
 
+#include "filestorage.h"
 #include "infolist.h"
 #include "openwithdefaultapp.h"
+#include "picsdialog.h"
 #include "producttreedialog.h"
 #include "qdoccreator.h"
 #include "qdataset.h"
@@ -332,7 +334,16 @@ void RejectsView::on_tvRejects_doubleClicked(QModelIndex index)
     pics->setSelectParam(QStringLiteral("c_table"), QStringLiteral("t_process_exam"));
     pics->setSelectParam(QStringLiteral("n_key"), record.value(QStringLiteral("id")));
     pics->open(false, false);
-    // The picture dialog of the pictures part shows them read-only from here.
+    PicsDialog dialog(pics, this);
+    dialog.setReadOnly(true);
+    // A double-clicked picture opens with the desktop's application.
+    connect(&dialog, &PicsDialog::extractRow, this, [](QSqlRecord row) {
+        getFileFromBase(row.value(QStringLiteral("c_file")).toString(), false, false);
+    });
+    const QRect geometry = bounds();
+    if (!geometry.isNull())
+        dialog.setGeometry(geometry);
+    dialog.exec();
 }
 
 void RejectsView::on_acTask_triggered()

@@ -7,21 +7,28 @@
 #include "loggedinconnection.h"
 #include "modalresponder.h"
 #include "pgtestdb.h"
+#include "picsdialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
+#include "rejectsview.h"
 #include "testmain.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QClipboard>
+#include <QDialogButtonBox>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
+#include <QGraphicsPixmapItem>
+#include <QGraphicsView>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QSqlQuery>
+#include <QStandardItemModel>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <memory>
@@ -86,6 +93,8 @@ struct AttachmentSet
 
 } // namespace
 
+extern "C" QDataSet *getDocument(QObject *parent);
+
 class TestFiles : public QObject
 {
     Q_OBJECT
@@ -104,9 +113,14 @@ private slots:
     void fileWidget_sameContentStoredOnce_data();
     void fileWidget_sameContentStoredOnce();
     void fileWidget_copyPasteAttachesStoredFiles();
+    void picsDialog_emptyReadOnlyNoCamera();
+    void picsDialog_showsStoredPicture();
+    void listPictureColumn_opensPicturesReadOnly();
 
 private:
     QVariant dbValue(const QString &sql);
+    // The picture rows of a defect, as the defect editor reads them.
+    void openPictures(QDataTable *pics, qlonglong defect);
     // Adds the file `path` through the widget's add button, described.
     void addThroughButton(FileWidget &widget, const QString &path);
     // Points the system attribute "FilePath" at `path` and drops the cache.
@@ -388,6 +402,108 @@ void TestFiles::fileWidget_copyPasteAttachesStoredFiles()
                          .arg(target))
                  .toInt(),
              copied);
+}
+
+void TestFiles::openPictures(QDataTable *pics, qlonglong defect)
+{
+    pics->setScripts(QStringLiteral("FILE_OWNER_SELECT"), QStringLiteral("FILE_OWNER_UPDATE"),
+                     QStringLiteral("FILE_OWNER_INSERT"), QStringLiteral("FILE_OWNER_DELETE"));
+    FileVirtualWidget::addAttachmentColumns(pics);
+    pics->setSelectParam(QStringLiteral("c_table"), QStringLiteral("t_process_exam"));
+    pics->setSelectParam(QStringLiteral("n_key"), defect);
+    QVERIFY(pics->open());
+}
+
+void TestFiles::picsDialog_emptyReadOnlyNoCamera()
+{
+    QDataTable pics(QStringLiteral("t_process_exam_pics"), appConnection());
+    openPictures(
+        &pics,
+        dbValue(QStringLiteral(
+                    "SELECT min(id) FROM docs.t_process_exam WHERE id NOT IN (SELECT n_key FROM "
+                    "lrg.t_file_owner WHERE c_table = 't_process_exam')"))
+            .toLongLong());
+    QTableView editorView;
+    pics.setView(&editorView);
+    {
+        PicsDialog dialog(&pics);
+        QPushButton *ok = dialog.findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok);
+        QVERIFY(!ok->isEnabled());
+        QVERIFY(!enabled(&dialog, "buttonOpen") && !enabled(&dialog, "buttonLoad"));
+        // No camera on this machine: said so, nothing added.
+        ModalResponder modal;
+        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+        click(&dialog, "btPhoto");
+        QTRY_COMPARE(modal.pending(), 0);
+        QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание|Камера не найдена")});
+        QCOMPARE(pics.rowCount(), 0);
+        QVERIFY(!ok->isEnabled());
+
+        dialog.setReadOnly(true);
+        for (const char *button : {"btPhoto", "btAdd", "buttonClipboard"})
+            QVERIFY(dialog.findChild<QAbstractButton *>(QLatin1String(button))->isHidden());
+        QVERIFY(!dialog.findChild<QAbstractButton *>(QStringLiteral("buttonOpen"))->isHidden());
+    }
+    QCOMPARE(pics.getView(), &editorView);
+}
+
+void TestFiles::picsDialog_showsStoredPicture()
+{
+    // The demo pictures are kept in the database only.
+    QDataTable pics(QStringLiteral("t_process_exam_pics"), appConnection());
+    openPictures(
+        &pics,
+        dbValue(
+            QStringLiteral(
+                "SELECT n_key FROM lrg.t_file_owner o JOIN lrg.t_file f ON f.id = o.id_file WHERE "
+                "o.c_table = 't_process_exam' AND f.c_file LIKE '%.png' ORDER BY o.id LIMIT 1"))
+            .toLongLong());
+    QCOMPARE(pics.rowCount(), 1);
+    PicsDialog dialog(&pics);
+    dialog.findChild<QTableView *>(QStringLiteral("tvPics"))->selectRow(0);
+    QVERIFY(enabled(&dialog, "buttonOpen") && enabled(&dialog, "buttonLoad"));
+    const QList<QGraphicsItem *> items =
+        dialog.findChild<QGraphicsView *>(QStringLiteral("gvView"))->scene()->items();
+    QCOMPARE(items.count(), 1);
+    QCOMPARE(items.first()->type(), int(QGraphicsPixmapItem::Type));
+    // The bytes stay cached in the row, which remains unchanged.
+    QVERIFY(!pics.getField(QStringLiteral("bl_file"), 0).toByteArray().isEmpty());
+    QVERIFY(!pics.isModified());
+}
+
+void TestFiles::listPictureColumn_opensPicturesReadOnly()
+{
+    // The module's document is built once per process, over this case's
+    // connection: no other case of this program may use it.
+    QDataSet *document = getDocument(qApp);
+    QDataTable *defects = document->getTable(QStringLiteral("t_process_exam"));
+    QVERIFY(defects);
+    RejectsView view(document);
+    view.refresh();
+    const qlonglong pictured =
+        dbValue(QStringLiteral(
+                    "SELECT min(n_key) FROM lrg.t_file_owner WHERE c_table = 't_process_exam'"))
+            .toLongLong();
+    const int row = defects->locate(QStringLiteral("id"), pictured);
+    QVERIFY(row >= 0);
+    const QModelIndex index = defects->getModel()->index(row, 1);
+    view.findChild<QTableView *>(QStringLiteral("tvRejects"))->setCurrentIndex(index);
+
+    int shown = -1;
+    bool adding = true;
+    ModalResponder modal;
+    modal.expect([&](QWidget *window) {
+        auto *dialog = qobject_cast<PicsDialog *>(window);
+        if (!dialog)
+            return;
+        shown = dialog->findChild<QTableView *>(QStringLiteral("tvPics"))->model()->rowCount();
+        adding = !dialog->findChild<QAbstractButton *>(QStringLiteral("btAdd"))->isHidden();
+        dialog->reject();
+    });
+    QMetaObject::invokeMethod(&view, "on_tvRejects_doubleClicked", Q_ARG(QModelIndex, index));
+    QCOMPARE(modal.pending(), 0);
+    QCOMPARE(shown, 1);
+    QVERIFY(!adding);
 }
 
 REJECTS_TEST_MAIN(TestFiles)

@@ -1,0 +1,217 @@
+#include "picsdialog.h"
+
+#include "filestorage.h"
+#include "photodialog.h"
+#include "previewimagedialog.h"
+#include "qdatatable.h"
+#include "recordhelpers.h"
+#include "ui_picsdialog.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QClipboard>
+#include <QDateTime>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGraphicsPixmapItem>
+#include <QGraphicsScene>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QWheelEvent>
+
+namespace {
+
+QString stamp()
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm"));
+}
+
+QByteArray pngBytes(const QImage &image)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+} // namespace
+
+PicsDialog::PicsDialog(QDataTable *pics, QWidget *parent)
+    : QDialog(parent)
+    , ui(new Ui::PicsDialog)
+    , m_pics(pics)
+    , m_scene(new QGraphicsScene(this))
+{
+    ui->setupUi(this);
+    ui->gvView->setScene(m_scene);
+    ui->gvView->installEventFilter(this);
+    ui->gvView->viewport()->installEventFilter(this);
+    ui->btAdd->setIcon(QIcon(QStringLiteral(":/commonIcon/NEW")));
+    if (m_pics) {
+        m_previousView = m_pics->getView();
+        m_pics->setView(ui->tvPics);
+    }
+    if (ui->tvPics->selectionModel())
+        connect(ui->tvPics->selectionModel(), SIGNAL(currentChanged(QModelIndex, QModelIndex)),
+                this, SLOT(onSelectPic()));
+    ui->buttonBox->button(QDialogButtonBox::Ok)->setEnabled(false);
+    onSelectPic();
+}
+
+PicsDialog::~PicsDialog()
+{
+    if (m_pics && m_pics->getView() == ui->tvPics)
+        m_pics->setView(m_previousView);
+    delete ui;
+}
+
+void PicsDialog::setReadOnly(bool readOnly)
+{
+    ui->btPhoto->setVisible(!readOnly);
+    ui->btAdd->setVisible(!readOnly);
+    ui->buttonClipboard->setVisible(!readOnly);
+}
+
+QSqlRecord PicsDialog::currentRecord() const
+{
+    const int row = m_pics ? m_pics->getViewCurrentRow() : -1;
+    return row >= 0 ? m_pics->getRecord(row) : QSqlRecord();
+}
+
+void PicsDialog::onSelectPic()
+{
+    ui->gvView->resetTransform();
+    m_scene->clear();
+    ui->buttonOpen->setEnabled(false);
+    ui->buttonLoad->setEnabled(false);
+    if (!appConnection() || !m_pics)
+        return;
+    const int row = m_pics->getViewCurrentRow();
+    QSqlRecord record = row >= 0 ? m_pics->getRecord(row) : QSqlRecord();
+    if (row < 0 || record.isEmpty())
+        return;
+    ui->buttonOpen->setEnabled(true);
+    ui->buttonLoad->setEnabled(true);
+    const QString name = record.value(QStringLiteral("c_file")).toString();
+    QByteArray bytes = record.value(QStringLiteral("bl_file")).toByteArray();
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    if (bytes.isEmpty() && !name.isEmpty()) {
+        bytes = readStoredFile(name);
+        if (!bytes.isEmpty()) {
+            // Kept in the row; an unchanged row stays unchanged.
+            record.setValue(QStringLiteral("bl_file"), bytes);
+            m_pics->setRow(row, record, m_pics->getRowState(row) == rsUnchanged);
+        }
+    }
+    const QImage image = QImage::fromData(bytes);
+    if (image.format() != QImage::Format_Invalid) {
+        const QImage scaled =
+            image.scaled(ui->gvView->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation);
+        m_scene->addPixmap(QPixmap::fromImage(scaled));
+        ui->gvView->fitInView(QRectF(0, 0, scaled.width(), scaled.height()), Qt::KeepAspectRatio);
+    } else if (!name.isEmpty()) {
+        m_scene->addText(bytes.isEmpty() ? tr("Файл %1 не найден").arg(name)
+                                         : tr("Файл %1 не является изображением").arg(name));
+    }
+    QApplication::restoreOverrideCursor();
+    ui->gvView->setDragMode(QGraphicsView::ScrollHandDrag);
+}
+
+void PicsDialog::on_tvPics_doubleClicked(QModelIndex index)
+{
+    if (!index.isValid() || !m_pics)
+        return;
+    const QSqlRecord record = m_pics->getRecord(index.row());
+    if (!record.isEmpty())
+        emit extractRow(record);
+}
+
+void PicsDialog::addPicture(QByteArray data, const QString &fileName)
+{
+    if (!m_pics)
+        return;
+    const int row = m_pics->newRow();
+    QSqlRecord record = m_pics->getRecord(row);
+    emit fillTableRow(&record, &data, fileName);
+    m_pics->setRow(m_pics->lastRow(), record);
+    ui->tvPics->selectRow(m_pics->lastRow());
+    ui->buttonBox->button(QDialogButtonBox::Ok)->setEnabled(true);
+}
+
+void PicsDialog::on_btAdd_clicked()
+{
+    const QStringList files =
+        QFileDialog::getOpenFileNames(this, tr("Добавить файл"), QString(), tr("Все файлы (*.*)"));
+    for (const QString &path : files) {
+        QByteArray data;
+        if (readFileContent(path, &data, this))
+            addPicture(data, QFileInfo(path).fileName());
+    }
+}
+
+void PicsDialog::on_btPhoto_clicked()
+{
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    photoDialog dialog(this);
+    QApplication::restoreOverrideCursor();
+    if (!dialog.hasCamera()) {
+        dialog.tellNoCamera();
+        return;
+    }
+    if (dialog.exec() != QDialog::Accepted || !dialog.getImage() || dialog.getImage()->isNull())
+        return;
+    addPicture(pngBytes(*dialog.getImage()), QStringLiteral("%1_photo.png").arg(stamp()));
+}
+
+void PicsDialog::on_buttonClipboard_clicked()
+{
+    const QImage image = QApplication::clipboard()->image();
+    if (image.isNull() || image.width() < 1 || image.height() < 1) {
+        QMessageBox::warning(this, tr("Внимание"), tr("Буфер не содержит изображение"));
+        return;
+    }
+    PreviewImageDialog preview(this);
+    preview.setImage(image);
+    if (preview.exec() == QDialog::Accepted)
+        addPicture(pngBytes(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
+}
+
+void PicsDialog::on_buttonOpen_clicked()
+{
+    const QSqlRecord record = currentRecord();
+    if (!record.isEmpty())
+        getFileFromBase(record.value(QStringLiteral("c_file")).toString(), false, false);
+}
+
+void PicsDialog::on_buttonLoad_clicked()
+{
+    const QSqlRecord record = currentRecord();
+    if (!record.isEmpty())
+        getFileFromBase(record.value(QStringLiteral("c_file")).toString(), true, false);
+}
+
+bool PicsDialog::zoom(QWheelEvent *event)
+{
+    if (!(event->modifiers() & Qt::ControlModifier))
+        return false;
+    const double factor = (event->angleDelta().y() / 120) * 0.1 + 1.0;
+    ui->gvView->setTransformationAnchor(QGraphicsView::AnchorUnderMouse);
+    ui->gvView->scale(factor, factor);
+    return true;
+}
+
+void PicsDialog::wheelEvent(QWheelEvent *event)
+{
+    QDialog::wheelEvent(event);
+    zoom(event);
+}
+
+bool PicsDialog::eventFilter(QObject *watched, QEvent *event)
+{
+    // Control + wheel over the preview zooms instead of scrolling.
+    if (event->type() == QEvent::Wheel &&
+        (watched == ui->gvView || watched == ui->gvView->viewport()))
+        return zoom(static_cast<QWheelEvent *>(event));
+    return QDialog::eventFilter(watched, event);
+}
