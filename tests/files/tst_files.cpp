@@ -4,15 +4,14 @@
 #include "fileclipboard.h"
 #include "filestorage.h"
 #include "filewidget.h"
-#include "loggedinconnection.h"
 #include "modalresponder.h"
-#include "pgtestdb.h"
 #include "picsdialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
 #include "rejectsview.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QAbstractButton>
@@ -126,8 +125,7 @@ private:
     // Points the system attribute "FilePath" at `path` and drops the cache.
     void setStoragePath(const QString &path);
 
-    std::unique_ptr<PgTestDb> m_db;
-    std::unique_ptr<LoggedInConnection> m_connection;
+    std::unique_ptr<TestFixture> m_fx;
     std::unique_ptr<QTemporaryDir> m_storage;
 };
 
@@ -139,10 +137,7 @@ void TestFiles::initTestCase()
 
 void TestFiles::init()
 {
-    m_db = std::make_unique<PgTestDb>(QStringLiteral("files"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
-    m_connection = std::make_unique<LoggedInConnection>(*m_db);
-    QVERIFY2(m_connection->isValid(), qPrintable(m_connection->error()));
+    START_FIXTURE(m_fx, "files");
     m_storage = std::make_unique<QTemporaryDir>();
     QVERIFY(m_storage->isValid());
     setStoragePath(m_storage->path());
@@ -151,24 +146,22 @@ void TestFiles::init()
 void TestFiles::cleanup()
 {
     forgetFileStoragePaths();
-    m_connection.reset();
-    m_db.reset();
+    m_fx.reset();
     m_storage.reset();
 }
 
 QVariant TestFiles::dbValue(const QString &sql)
 {
-    QSqlQuery query(m_db->directConnection());
-    return query.exec(sql) && query.next() ? query.value(0) : QVariant();
+    return m_fx->value(sql);
 }
 
 void TestFiles::setStoragePath(const QString &path)
 {
     QString literal = path;
     literal.replace(QLatin1Char('\''), QLatin1String("''"));
-    QVERIFY(m_db->exec(QStringLiteral("UPDATE sys.t_system_attr SET c_value = '%1' "
-                                      "WHERE c_name = 'FilePath'")
-                           .arg(literal)));
+    QVERIFY(m_fx->db().exec(QStringLiteral("UPDATE sys.t_system_attr SET c_value = '%1' "
+                                           "WHERE c_name = 'FilePath'")
+                                .arg(literal)));
     forgetFileStoragePaths();
     QCOMPARE(fileStoragePath(), path);
 }
@@ -260,8 +253,8 @@ void TestFiles::unwritableDirectory_contentGoesToDatabase()
 
 void TestFiles::extract_prefersDirectoryCopy()
 {
-    QVERIFY(m_db->exec(QStringLiteral("SELECT lrg.f_file_bytea_insert('both.txt', "
-                                      "convert_to('database copy', 'UTF8'), false)")));
+    QVERIFY(m_fx->db().exec(QStringLiteral("SELECT lrg.f_file_bytea_insert('both.txt', "
+                                           "convert_to('database copy', 'UTF8'), false)")));
     QVERIFY(writeFile(m_storage->filePath(QStringLiteral("both.txt")), "directory copy"));
     QTemporaryDir out;
     const QString target = out.filePath(QStringLiteral("both.txt"));
