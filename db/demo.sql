@@ -2,35 +2,38 @@
 -- plans with serial numbers, inspection stages, the fault dictionary,
 -- quality-control and production works, customer appeals, users with their
 -- rights and a set of open and decided defects with discussion and pictures.
--- Loads after schema.sql, scripts.sql and init.sql.
+-- Loads after schema.sql, scripts.sql, init.sql, users.sql and rights.sql,
 
 -- -------------------------------------------------------------- users -----
 
-INSERT INTO sys.t_user (c_login, c_name, c_password, c_phone, c_email) VALUES
-  ('kuznetsova', 'Кузнецова А.С.', crypt('kuznetsova', gen_salt('bf')), '+7 (495) 123-45-01', 'kuznetsova@example.ru'),
-  ('guest', 'Гость', crypt('guest', gen_salt('bf')), NULL, NULL),
-  ('petrov', 'Петров И.В.', crypt('petrov', gen_salt('bf')), '+7 (495) 123-45-02', 'petrov@example.ru'),
-  ('sidorova', 'Сидорова Е.Н.', crypt('sidorova', gen_salt('bf')), '+7 (495) 123-45-03', 'sidorova@example.ru'),
-  ('volkov', 'Волков Д.А.', crypt('volkov', gen_salt('bf')), '+7 (495) 123-45-04', 'volkov@example.ru'),
-  ('ivanova', 'Иванова О.П.', crypt('ivanova', gen_salt('bf')), '+7 (495) 123-45-05', 'ivanova@example.ru'),
-  ('smirnov', 'Смирнов П.К.', crypt('smirnov', gen_salt('bf')), NULL, NULL),
-  ('orlov', 'Орлов В.В.', crypt('orlov', gen_salt('bf')), NULL, NULL);
+-- Users and their rights through the administrator's functions, which make
+-- each user's login role and grant the rights' roles. Every password equals
+-- the login.
+SELECT sys.f_user_create(x.c_login, x.c_name, x.c_login)
+  FROM (VALUES ('kuznetsova', 'Кузнецова А.С.'), ('guest', 'Гость'), ('petrov', 'Петров И.В.'),
+               ('sidorova', 'Сидорова Е.Н.'), ('volkov', 'Волков Д.А.'),
+               ('ivanova', 'Иванова О.П.'), ('smirnov', 'Смирнов П.К.'),
+               ('orlov', 'Орлов В.В.')) AS x (c_login, c_name);
+
+UPDATE sys.t_user u SET c_phone = x.c_phone, c_email = x.c_email
+  FROM (VALUES ('kuznetsova', '+7 (495) 123-45-01', 'kuznetsova@example.ru'),
+               ('petrov', '+7 (495) 123-45-02', 'petrov@example.ru'),
+               ('sidorova', '+7 (495) 123-45-03', 'sidorova@example.ru'),
+               ('volkov', '+7 (495) 123-45-04', 'volkov@example.ru'),
+               ('ivanova', '+7 (495) 123-45-05', 'ivanova@example.ru')) AS x (c_login, c_phone, c_email)
+ WHERE u.c_login = x.c_login;
 
 -- Кузнецова, инженер по качеству, holds every right; the guest none.
-INSERT INTO sys.tl_user_access_right (id_user, id_access_right)
-SELECT u.id, r.id FROM sys.t_user u CROSS JOIN sys.t_access_right r WHERE u.c_login = 'kuznetsova';
+SELECT sys.f_user_grant('kuznetsova', c_sys_name) FROM sys.t_access_right ORDER BY id;
 
-INSERT INTO sys.tl_user_access_right (id_user, id_access_right)
-SELECT u.id, r.id
+SELECT sys.f_user_grant(x.c_login, x.c_right)
   FROM (VALUES ('petrov', 'TASK_EXECUTOR'), ('petrov', 'REJECT_NOTIFICATION'),
                ('sidorova', 'TASK_EXECUTOR'), ('sidorova', 'TASK_CREATOR'),
                ('sidorova', 'REJECT_NOTIFICATION'),
                ('volkov', 'ADMIN_MANUFACTURE'), ('volkov', 'TASK_CREATOR'),
                ('volkov', 'REJECT_NOTIFICATION'),
                ('ivanova', 'FAIL_CODE_CREATE'), ('ivanova', 'REJECT_NOTIFICATION'),
-               ('ivanova', 'TASK_EXECUTOR')) AS x (c_login, c_right)
-  JOIN sys.t_user u ON u.c_login = x.c_login
-  JOIN sys.t_access_right r ON r.c_sys_name = x.c_right;
+               ('ivanova', 'TASK_EXECUTOR')) AS x (c_login, c_right);
 
 -- ------------------------------------------------- production units -----
 

@@ -1,16 +1,9 @@
--- Initial content of a new database: the built-in administrator, the rights
--- catalogue, system attributes and the panel list. The creation script is
--- preceded by SET commands of the driver:
---   rejects.admin_password  password of the built-in administrator ("admin")
+-- Initial content of a new database: the rights catalogue, system
+-- attributes and the panel list (the built-in administrator: db/rights.sql).
+-- The creation script is preceded by SET commands of the driver:
+--   rejects.admin_verifier  SCRAM verifier of the administrator's password
+--                           (without it the password is "admin")
 --   rejects.file_path       the shared file storage directory
-
-INSERT INTO sys.t_user (c_login, c_name, c_password)
-VALUES ('', 'Администратор',
-        crypt(coalesce(nullif(current_setting('rejects.admin_password', true), ''), 'admin'),
-              gen_salt('bf')));
-
-INSERT INTO sys.t_system_attr (c_name, c_value, c_description)
-SELECT 'superAdminId', CAST(id AS text), 'Встроенный администратор' FROM sys.t_user WHERE c_login = '';
 
 INSERT INTO sys.t_system_attr (c_name, c_value, c_description)
 VALUES ('FilePath',

@@ -24,14 +24,14 @@ CREATE TABLE sys.t_script (
   c_description text
 );
 
--- Users of the system. Passwords are stored only as salted hashes (crypt()).
--- The built-in administrator has the empty login; his id is the system
--- attribute "superAdminId".
+-- Users of the system, each with a login role of his own (db/users.sql);
+-- the password verifiers are in sys.t_user_password. The built-in
+-- administrator has the empty login; his id is the system attribute
+-- "superAdminId".
 CREATE TABLE sys.t_user (
   id         bigserial PRIMARY KEY,
   c_login    text NOT NULL UNIQUE,
   c_name     text NOT NULL,
-  c_password text,
   c_phone    text,
   c_email    text,
   b_active   boolean NOT NULL DEFAULT true
@@ -1001,6 +1001,7 @@ LANGUAGE plpgsql AS $$
 DECLARE
   s docs.t_process_exam;
 BEGIN
+  PERFORM sys.f_require_right('REJECT_SOLUTION');
   IF p_target IS NULL OR p_source IS NULL OR p_target = p_source THEN
     RAISE EXCEPTION 'Дефект нельзя объединить с самим собой' USING ERRCODE = 'check_violation';
   END IF;

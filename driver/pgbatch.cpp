@@ -2,6 +2,7 @@
 
 #include "pgsqllexer.h"
 
+#include <QDebug>
 #include <QPlainTextEdit>
 #include <QSqlDatabase>
 #include <QSqlError>
@@ -64,6 +65,8 @@ bool PgBatch::exec(const QSqlDatabase &db, const QString &script, QPlainTextEdit
         QSqlQuery q(db);
         if (!q.exec(statement)) {
             write(log, QStringLiteral("Error: ") + q.lastError().text().trimmed());
+            qWarning().noquote() << QStringLiteral("batchExec: ") + firstLine(statement)
+                                 << q.lastError().text().trimmed();
             ok = false;
             break;
         }

@@ -44,9 +44,9 @@ QString bindSessionPlaceholders(const QString &sql)
 PGDRIVER_EXPORT void Connect(QVariant &result, const QString &connectionName, bool console)
 {
     Q_UNUSED(console)
-    const QString status =
-        PgConnector::connect(connectionName, PgConnectionSettings::fromEnvironment());
-    session().reset(connectionName);
+    const PgConnectionSettings settings = PgConnectionSettings::fromEnvironment();
+    const QString status = PgConnector::connect(connectionName, settings);
+    session().reset(connectionName, settings);
     result = status;
 }
 
@@ -57,7 +57,7 @@ PGDRIVER_EXPORT QString getScript(const QString &name)
 
 PGDRIVER_EXPORT bool canDo(const QString &right)
 {
-    return session().user().canDo(right);
+    return session().user().canDo(session().database(), right);
 }
 
 PGDRIVER_EXPORT QVariant getSystemAttr(const QString &name)
@@ -113,7 +113,15 @@ PGDRIVER_EXPORT QVariant convert(const QVariant &value, QVariant::Type type)
 
 PGDRIVER_EXPORT bool login(const QString &login, const QString &password)
 {
-    return session().user().login(session().database(), login, password);
+    if (!session().isOpen())
+        return false;
+    return session().user().login(session().connectionName(), session().settings(), login,
+                                  password);
+}
+
+PGDRIVER_EXPORT QString loginMessage()
+{
+    return session().user().message();
 }
 
 PGDRIVER_EXPORT bool batchExec(const QString &script, QPlainTextEdit *log,

@@ -8,12 +8,13 @@ PgSession &PgSession::instance()
     return session;
 }
 
-void PgSession::reset(const QString &connectionName)
+void PgSession::reset(const QString &connectionName, const PgConnectionSettings &settings)
 {
     m_connected = true;
     m_connectionName = connectionName;
+    m_settings = settings;
     m_scripts.clear();
-    m_user.logout();
+    m_user = PgUser();
 }
 
 QSqlDatabase PgSession::database() const

@@ -42,8 +42,10 @@ void LoginDialog::on_buttonBox_accepted()
         accept();
         return;
     }
-    QMessageBox::warning(this, QStringLiteral("Внимание"),
-                         QStringLiteral("Неверное имя пользователя или пароль."));
+    QString text = m_connection->loginMessage();
+    if (text.isEmpty())
+        text = QStringLiteral("Неверное имя пользователя или пароль.");
+    QMessageBox::warning(this, QStringLiteral("Внимание"), text);
     ui->edPassword->clear();
     ui->edPassword->setFocus();
 }

@@ -159,7 +159,9 @@ int main(int argc, char *argv[])
                                      ? parser.value(passwordOption)
                                      : readLine("Password: ");
         if (!connection.login(login, password)) {
-            const QString text = QStringLiteral("Неверное имя пользователя или пароль.");
+            QString text = connection.loginMessage();
+            if (text.isEmpty())
+                text = QStringLiteral("Неверное имя пользователя или пароль.");
             printError(text + QStringLiteral(" (") + login + QStringLiteral(")"));
             if (!noGui && !check)
                 QMessageBox::warning(nullptr, QStringLiteral("Внимание"), text);

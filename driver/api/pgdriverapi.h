@@ -37,10 +37,10 @@
 //            Text of sys.t_script by exact name, cached until the next Connect;
 //            empty for an unknown name.
 //   bool     canDo(const QString &right)
-//            Rights of the logged-in user as read at login (sys.tl_user_access_right
-//            joined with sys.t_access_right.c_sys_name). The built-in
-//            administrator may do everything; unknown or empty right, or nobody
-//            logged in: false.
+//            Whether the logged-in user holds the right now, asked of the
+//            database on every call (sys.f_has_right: membership of the right's
+//            group role); the built-in administrator may do everything. Unknown
+//            or empty right, or nobody logged in: false.
 //   QVariant getSystemAttr(const QString &name)
 //            c_value of sys.t_system_attr as text; invalid when absent.
 //   QString  bindQueryParam(const QString &sql, const QString &placeholder,
@@ -61,9 +61,17 @@
 //            "true"/"false" (any case) become Bool; otherwise QVariant::convert,
 //            a failed conversion gives a null QVariant of the type.
 //   bool     login(const QString &login, const QString &password)
-//            Checks an active sys.t_user against its crypt() hash; a null or
-//            empty login is the built-in administrator (c_login ''). A failed
-//            login leaves nobody logged in.
+//            The database checks the password (a SCRAM challenge answered with
+//            a proof: the password never travels in a statement), counts
+//            failures and makes the login wait after them; then the named
+//            connection is reopened as the user's own login role with the
+//            password (the server checks it again), so that every later
+//            statement runs with his rights. A null or empty login is the
+//            built-in administrator. A failed login reopens the connection
+//            with the settings' role and leaves nobody logged in.
+//   QString  loginMessage()
+//            Why the last login failed (the database's refusal text, with the
+//            wait after repeated failures); empty after a success. Optional.
 //   bool     batchExec(const QString &script, QPlainTextEdit *log, QList<QSqlQuery> *results)
 //            Splits at top-level semicolons and runs the statements all or
 //            nothing (own transaction, or a savepoint inside the caller's);
@@ -78,9 +86,10 @@
 //            "SELECT lastval() AS id" when the table's sequence is not found)
 //            and leaves it on its row.
 //   void     getStart(QString &script)
-//            The creation script: SET rejects.admin_password and
-//            rejects.file_path, db/schema.sql, db/scripts.sql, db/init.sql, and
-//            a RESET of the password setting.
+//            The creation script: the administrator's password verifier and
+//            the file path as settings, db/roles.sql (the privileged step),
+//            then as rejects_owner db/schema.sql, scripts.sql, init.sql,
+//            users.sql and rights.sql.
 
 #include <QList>
 #include <QString>
@@ -109,6 +118,7 @@ typedef QString (*PgBindQueryParamFn)(const QString &, const QString &, const QV
 typedef bool (*PgGetPanelsFn)(QPanelList &);
 typedef QVariant (*PgConvertFn)(const QVariant &, QVariant::Type);
 typedef bool (*PgLoginFn)(const QString &, const QString &);
+typedef QString (*PgLoginMessageFn)();
 typedef bool (*PgBatchExecFn)(const QString &, QPlainTextEdit *, QList<QSqlQuery> *);
 typedef QVariant (*PgResultExecSqlFn)(const QString &, const QString &);
 typedef void (*PgScopeIdentityFn)(const QString &, QSqlQuery *);

@@ -199,9 +199,11 @@ bool QSqlConnection::login(const QString &login, const QString &password)
     if (!fnLogin(login, password))
         return false;
 
+    // The login goes into the statement through the driver, like any value.
     QSqlQuery query(database);
-    if (query.exec(
-            QStringLiteral("select c_name from sys.t_user where c_login = '%1'").arg(login))) {
+    if (query.exec(parseQuery(QStringLiteral("select c_name from sys.t_user where c_login = :login"),
+                              QStringLiteral("login"), QVariant(login.isNull() ? QString(QLatin1String(""))
+                                                                             : login)))) {
         query.first();
         setAppProperty("LogedIn", query.value(QStringLiteral("c_name")).toString());
     } else if (login.isEmpty()) {
@@ -279,6 +281,13 @@ QString QSqlConnection::lastErrorText() const
     if (colon > 0 && colon < 16 && !text.left(colon).contains(QLatin1Char(' ')))
         text = text.mid(colon + 3).trimmed();
     return text;
+}
+
+QString QSqlConnection::loginMessage() const
+{
+    const auto message =
+        driver ? reinterpret_cast<PgLoginMessageFn>(driver->resolve("loginMessage")) : nullptr;
+    return message ? message() : QString();
 }
 
 QString QSqlConnection::getScript(const QString &name)

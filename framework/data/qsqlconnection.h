@@ -83,6 +83,10 @@ public:
     // Logs the user in through the driver; on success sets the application
     // properties "LogedIn", "LogedUser" and "LogedPass".
     bool login(const QString &login, const QString &password);
+    // Why the last login was refused, in the database's words (wrong
+    // password, the wait after repeated failures); empty when the driver
+    // does not say.
+    QString loginMessage() const;
 
     // Forwards to the driver.
     QString getScript(const QString &name);

@@ -7,6 +7,19 @@
 
 namespace {
 
+// The fixture's own connections are the test administrator's (scripts/test:
+// REJECTS_TEST_DBA, a role that creates databases and acts as the schema's
+// owner, no superuser); the system under test connects as PGUSER.
+QString dbaUser()
+{
+    return qEnvironmentVariable("REJECTS_TEST_DBA", QStringLiteral("rejects_test"));
+}
+
+QString dbaPassword()
+{
+    return qEnvironmentVariable("REJECTS_TEST_DBA_PASSWORD", QStringLiteral("rejects_test"));
+}
+
 QSqlDatabase openDatabase(const QString &connectionName, const QString &dbName)
 {
     QSqlDatabase db = QSqlDatabase::contains(connectionName)
@@ -14,8 +27,8 @@ QSqlDatabase openDatabase(const QString &connectionName, const QString &dbName)
                           : QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), connectionName);
     db.setHostName(qEnvironmentVariable("PGHOST"));
     db.setPort(qEnvironmentVariableIntValue("PGPORT"));
-    db.setUserName(qEnvironmentVariable("PGUSER", QStringLiteral("postgres")));
-    db.setPassword(qEnvironmentVariable("PGPASSWORD"));
+    db.setUserName(dbaUser());
+    db.setPassword(dbaPassword());
     db.setDatabaseName(dbName);
     db.open();
     return db;
@@ -26,7 +39,9 @@ const char adminConnection[] = "pgtestdb_admin";
 } // namespace
 
 PgTestDb::PgTestDb(const QString &prefix, Content content)
+    : m_content(content)
 {
+    loginRole(); // remembered before any makeDefault changes PGUSER
     if (qEnvironmentVariableIsEmpty("PGHOST") || qEnvironmentVariableIsEmpty("PGPORT")) {
         m_error = QStringLiteral("PGHOST/PGPORT not set: run the tests through scripts/test");
         return;
@@ -74,6 +89,27 @@ bool PgTestDb::adminExec(const QString &sql)
 void PgTestDb::makeDefault() const
 {
     qputenv("PGDATABASE", m_name.toUtf8());
+    // Creating the schema of an empty database is the privileged step.
+    if (m_content == Empty) {
+        qputenv("PGUSER", dbaUser().toUtf8());
+        qputenv("PGPASSWORD", dbaPassword().toUtf8());
+    } else {
+        qputenv("PGUSER", loginRole().first.toUtf8());
+        qputenv("PGPASSWORD", loginRole().second.toUtf8());
+    }
+}
+
+QPair<QString, QString> PgTestDb::dbaRole()
+{
+    return qMakePair(dbaUser(), dbaPassword());
+}
+
+QPair<QString, QString> PgTestDb::loginRole()
+{
+    static const QPair<QString, QString> role(
+        qEnvironmentVariable("PGUSER", QStringLiteral("rejects_login")),
+        qEnvironmentVariable("PGPASSWORD", QStringLiteral("rejects_login")));
+    return role;
 }
 
 QSqlDatabase PgTestDb::directConnection(const QString &connectionName) const

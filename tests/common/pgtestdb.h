@@ -1,11 +1,12 @@
 #pragma once
 
+#include <QPair>
 #include <QSqlDatabase>
 #include <QString>
 #include <QStringList>
 
-// A database of the test cluster that scripts/test started (PGHOST, PGPORT and
-// PGUSER point at it). Each PgTestDb is a fresh database, either a copy of the
+// A database of the test cluster that scripts/test started (PGHOST and PGPORT
+// point at it; the fixture connects as REJECTS_TEST_DBA over TCP). Each PgTestDb is a fresh database, either a copy of the
 // demo template (schema, scripts, initial and demo data) or an empty one, and
 // it is dropped again when the object goes away.
 class PgTestDb
@@ -23,14 +24,22 @@ public:
     QString error() const { return m_error; }
     QString name() const { return m_name; }
 
-    // Makes this database the default of the driver (PGDATABASE).
+    // Makes this database the default of the driver (PGDATABASE), with the
+    // role the driver connects as (PGUSER, PGPASSWORD): the pre-login role
+    // for a demo copy, the test administrator for an empty database (only a
+    // privileged role may create the schema).
     void makeDefault() const;
+    // The pre-login role and its password, as scripts/test gave them.
+    static QPair<QString, QString> loginRole();
+    // The test administrator and his password.
+    static QPair<QString, QString> dbaRole();
 
     // A plain Qt connection of its own to this database, for checking what
     // the system wrote ("a second connection"). Closed by the destructor.
     QSqlDatabase directConnection(const QString &connectionName = QString()) const;
 
-    // Runs one statement as the cluster's superuser on this database; false on error.
+    // Runs statements as the test administrator (acting as the schema's
+    // owner, no superuser) on this database; false on error.
     bool exec(const QString &sql, QString *errorText = nullptr) const;
 
     // The driver library file and the directory of the test data.
@@ -40,6 +49,7 @@ public:
 private:
     bool adminExec(const QString &sql);
 
+    Content m_content;
     QString m_name;
     QString m_error;
     bool m_valid = false;

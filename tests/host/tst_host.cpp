@@ -178,6 +178,7 @@ void TestHost::emptyDatabase_createdFromConsole()
 {
     PgTestDb db(QStringLiteral("tst_host_empty"), PgTestDb::Empty);
     QVERIFY2(db.isValid(), qPrintable(db.error()));
+    db.makeDefault(); // creating the schema needs the privileged role
     const QStringList arguments{QStringLiteral("--check"),    QStringLiteral("--no-gui"),
                                 QStringLiteral("--user"),     QString(),
                                 QStringLiteral("--password"), QStringLiteral("admin")};
@@ -190,6 +191,7 @@ void TestHost::emptyDatabase_createdFromConsole()
     QCOMPARE(run.exitStatus, QProcess::NormalExit);
     QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
     QVERIFY(run.out.contains(QStringLiteral("window up, 1 of 1 module(s) loaded")));
+    m_db->makeDefault();
 }
 
 REJECTS_TEST_MAIN(TestHost)
