@@ -1169,8 +1169,7 @@ BEGIN
   NEW.n_version := OLD.n_version + 1;
   NEW.d_change := clock_timestamp();
   IF NEW.id_changer IS NOT DISTINCT FROM OLD.id_changer THEN
-    NEW.id_changer := coalesce((SELECT u.id FROM sys.t_user u WHERE u.c_login = session_user),
-                               NEW.id_changer);
+    NEW.id_changer := coalesce(sys.f_user_id(), NEW.id_changer);
   END IF;
   RETURN NEW;
 END
