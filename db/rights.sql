@@ -85,9 +85,11 @@ GRANT INSERT, UPDATE, DELETE ON docs.t_plan_order, docs.t_store_order_content
   TO rejects_r_admin_manufacture;
 -- TASK_CREATOR: tasks.
 GRANT INSERT ON task.t_scheduler TO rejects_r_task_creator;
--- REJECT_SOLUTION: deciding defects (docs.f_process_exam_rights) and merging
--- them, which moves the discussion.
+-- REJECT_SOLUTION: deciding defects (docs.f_process_exam_rights), merging
+-- them, which moves the discussion, and the quality-control works opened
+-- for their fault codes.
 GRANT UPDATE (id_process_exam) ON docs.t_process_exam_disc TO rejects_r_reject_solution;
+GRANT INSERT, UPDATE, DELETE ON qms.t_quality_control_works TO rejects_r_reject_solution;
 -- TASK_EXECUTOR, REJECT_NOTIFICATION: who may be given tasks and notified;
 -- they allow no writes.
 
