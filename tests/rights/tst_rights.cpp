@@ -1,9 +1,8 @@
 // The rights are the database's: what a user may not do is refused by the
 // server, whether he goes through the framework or connects with psql.
 
-#include "loggedinconnection.h"
-#include "pgtestdb.h"
 #include "qsqlconnection.h"
+#include "testfixture.h"
 #include "testmain.h"
 
 #include <QProcess>
@@ -84,39 +83,32 @@ private slots:
     void passwords_checkedWhateverTheSocketAndWaitAfterFailures();
 
 private:
-    QString dbValue(const QString &sql) const;
+    QString dbValue(const QString &sql) const { return m_fx->value(sql).toString(); }
     QString createUser(const char *prefix, const QString &password, const QString &right = {});
 
-    PgTestDb *m_db = nullptr;
+    std::unique_ptr<TestFixture> m_fx;
 };
 
 void TestRights::initTestCase()
 {
-    m_db = new PgTestDb(QStringLiteral("tst_rights"));
-    QVERIFY2(m_db->isValid(), qPrintable(m_db->error()));
+    START_FIXTURE(m_fx, QStringLiteral("rights"), TestFixture::DatabaseOnly);
 }
 
 void TestRights::cleanupTestCase()
 {
-    delete m_db;
-}
-
-QString TestRights::dbValue(const QString &sql) const
-{
-    QSqlQuery q(m_db->directConnection());
-    return q.exec(sql) && q.next() ? q.value(0).toString() : q.lastError().text();
+    m_fx.reset();
 }
 
 QString TestRights::createUser(const char *prefix, const QString &password, const QString &right)
 {
     const QString login = uniqueLogin(prefix);
     QString error;
-    if (!m_db->exec(QStringLiteral("SELECT sys.f_user_create('%1', 'Пользователь %1', '%2')")
+    if (!m_fx->db().exec(QStringLiteral("SELECT sys.f_user_create('%1', 'Пользователь %1', '%2')")
                         .arg(login, password),
                     &error))
         qWarning() << error;
     if (!right.isEmpty())
-        m_db->exec(QStringLiteral("SELECT sys.f_user_grant('%1', '%2')").arg(login, right));
+        m_fx->db().exec(QStringLiteral("SELECT sys.f_user_grant('%1', '%2')").arg(login, right));
     return login;
 }
 
@@ -173,7 +165,7 @@ void TestRights::guestIsRefused()
 {
     QFETCH(QString, script);
     QFETCH(QVariantMap, values);
-    LoggedInConnection conn(*m_db, QStringLiteral("guest"), QStringLiteral("guest"));
+    LoggedInConnection conn(m_fx->db(), QStringLiteral("guest"), QStringLiteral("guest"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     const QString sql = script.contains(QLatin1Char(' ')) ? script : conn->getScript(script);
     QVERIFY(!sql.isEmpty());
@@ -183,7 +175,7 @@ void TestRights::guestIsRefused()
     QSqlQuery query = conn->execScript(sql, fields);
     QVERIFY(!query.isActive());
     QCOMPARE(query.lastError().nativeErrorCode(), QLatin1String(refused));
-    QCOMPARE(psqlState(m_db->name(), QStringLiteral("rejects_u_guest"), QStringLiteral("guest"),
+    QCOMPARE(psqlState(m_fx->db().name(), QStringLiteral("rejects_u_guest"), QStringLiteral("guest"),
                        text),
              QLatin1String(refused));
     QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM docs.t_process_exam "
@@ -212,7 +204,7 @@ void TestRights::demoUsers_haveTheReadmeAbilities()
 {
     QFETCH(QString, login);
     QFETCH(QStringList, allowed);
-    LoggedInConnection conn(*m_db, login, login.isEmpty() ? QStringLiteral("admin") : login);
+    LoggedInConnection conn(m_fx->db(), login, login.isEmpty() ? QStringLiteral("admin") : login);
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     const QString exam = dbValue(
         QStringLiteral("SELECT min(id) FROM docs.t_process_exam WHERE c_solution = ''"));
@@ -246,7 +238,7 @@ void TestRights::demoUsers_haveTheReadmeAbilities()
 
 void TestRights::beforeLogin_onlyTheLoginReads()
 {
-    m_db->makeDefault();
+    m_fx->db().makeDefault();
     QLibrary driver(PgTestDb::driverPath());
     {
         QSqlConnection connection(&driver);
@@ -271,11 +263,11 @@ void TestRights::loginWithQuote_runsNothing()
 {
     const QString login = QStringLiteral("q'; UPDATE sys.t_user SET c_name = 'x' --");
     QString error;
-    QVERIFY2(m_db->exec(QStringLiteral("SELECT sys.f_user_create(%1, 'Кавычкин', 'pw')")
+    QVERIFY2(m_fx->db().exec(QStringLiteral("SELECT sys.f_user_create(%1, 'Кавычкин', 'pw')")
                             .arg(QStringLiteral("'q''; UPDATE sys.t_user SET c_name = ''x'' --'")),
                         &error),
              qPrintable(error));
-    LoggedInConnection conn(*m_db, login, QStringLiteral("pw"));
+    LoggedInConnection conn(m_fx->db(), login, QStringLiteral("pw"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     QCOMPARE(qApp->property("LogedIn").toString(), QStringLiteral("Кавычкин"));
     QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM sys.t_user WHERE c_name = 'x'")),
@@ -285,13 +277,13 @@ void TestRights::loginWithQuote_runsNothing()
 void TestRights::revokedRight_failsTheNextStatement()
 {
     const QString login = createUser("rt_", QStringLiteral("pw"), QStringLiteral("FAIL_CODE_CREATE"));
-    LoggedInConnection conn(*m_db, login, QStringLiteral("pw"));
+    LoggedInConnection conn(m_fx->db(), login, QStringLiteral("pw"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     const QString sql = QStringLiteral("UPDATE qms.t_fault_code SET c_description = c_description");
     QVERIFY(conn->canDo(QStringLiteral("FAIL_CODE_CREATE")));
     QVERIFY(conn->execScript(sql, QVariantList()).isActive());
 
-    QVERIFY(m_db->exec(QStringLiteral("SELECT sys.f_user_revoke('%1', 'FAIL_CODE_CREATE')").arg(login)));
+    QVERIFY(m_fx->db().exec(QStringLiteral("SELECT sys.f_user_revoke('%1', 'FAIL_CODE_CREATE')").arg(login)));
     const QSqlQuery q = conn->execScript(sql, QVariantList());
     QVERIFY(!q.isActive());
     QCOMPARE(q.lastError().nativeErrorCode(), QLatin1String(refused));
@@ -305,10 +297,10 @@ void TestRights::revokedRight_failsTheNextStatement()
 void TestRights::passwords_checkedWhateverTheSocketAndWaitAfterFailures()
 {
     const QString tooLong(73, QLatin1Char('p'));
-    QVERIFY(!m_db->exec(QStringLiteral("SELECT sys.f_user_create('long_pw', 'x', '%1')").arg(tooLong)));
+    QVERIFY(!m_fx->db().exec(QStringLiteral("SELECT sys.f_user_create('long_pw', 'x', '%1')").arg(tooLong)));
     const QString login = createUser("pw_", QStringLiteral("correct"));
 
-    LoggedInConnection conn(*m_db, login, QStringLiteral("correct"));
+    LoggedInConnection conn(m_fx->db(), login, QStringLiteral("correct"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     // The cluster's socket trusts every role; the database still checks.
     const QByteArray tcpHost = qgetenv("PGHOST");
