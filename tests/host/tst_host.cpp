@@ -191,7 +191,7 @@ void TestHost::emptyDatabase_createdFromConsole()
     QCOMPARE(run.exitStatus, QProcess::NormalExit);
     QVERIFY2(run.exitCode == 0, qPrintable(run.out + run.err));
     QVERIFY(run.out.contains(QStringLiteral("window up, 1 of 1 module(s) loaded")));
-    m_db->makeDefault();
+    m_fx->db().makeDefault();
 }
 
 REJECTS_TEST_MAIN(TestHost)
