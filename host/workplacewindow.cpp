@@ -1,5 +1,7 @@
 #include "workplacewindow.h"
 
+#include "helpviewer.h"
+#include "quserinterface.h"
 #include "ui_workplacewindow.h"
 
 #include <QApplication>
@@ -38,6 +40,9 @@ void WorkplaceWindow::addModule(const ModuleLoader::Module &module)
         label->setAlignment(Qt::AlignCenter);
         page = label;
     }
+    // The module reads its data when it is shown.
+    if (auto *frame = qobject_cast<QUserInterface *>(module.userInterface))
+        frame->refresh();
     m_actions << module.toolBarActions;
     ui->tabModules->addTab(page, module.icon, caption);
     on_tabModules_currentChanged(ui->tabModules->currentIndex());
@@ -78,4 +83,12 @@ void WorkplaceWindow::on_tabModules_currentChanged(int index)
     if (index >= 0 && index < m_actions.size())
         ui->toolBar->addActions(m_actions.at(index));
     ui->toolBar->setVisible(!ui->toolBar->actions().isEmpty());
+}
+
+void WorkplaceWindow::on_acHelp_triggered()
+{
+    auto *module = qobject_cast<QUserInterface *>(ui->tabModules->currentWidget());
+    if (!m_help)
+        m_help = new HelpViewer(this);
+    m_help->showContext(module ? module->helpContext() : QStringLiteral("rejects"));
 }

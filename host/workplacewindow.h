@@ -7,13 +7,15 @@
 namespace Ui {
 class WorkplaceWindow;
 }
+class HelpViewer;
 class QLabel;
 
 // The host's main window ("WorkplaceWindow"; framework code finds its QWindow
 // as "WorkplaceWindowWindow"). Every loaded module gets a tab with its
 // user-interface object; the tool bar shows the actions of the module on the
 // current tab. A module that offered no interface gets a tab that says so.
-// The status line shows the logged-in user and loading problems.
+// The status line shows the logged-in user and loading problems. F1 opens the
+// user guide of the current module where its helpContext() points.
 class WorkplaceWindow : public QMainWindow
 {
     Q_OBJECT
@@ -33,6 +35,8 @@ public:
 private slots:
     void on_acExit_triggered();
     void on_acAbout_triggered();
+    // F1: the guide of the module on the current tab, at its help context.
+    void on_acHelp_triggered();
     void on_tabModules_currentChanged(int index);
 
 private:
@@ -40,4 +44,5 @@ private:
     QLabel *m_user;
     QList<QList<QAction *>> m_actions; // per tab
     QStringList m_messages;
+    HelpViewer *m_help = nullptr;
 };
