@@ -85,7 +85,6 @@ private slots:
     void bindQueryParam_findsOnlyWholePlaceholdersInCode();
     void login_checksPasswordsAndRights();
     void userId_boundInPrePassAndByName();
-    void userId_createsTaskAsLoggedInUser();
     void connect_missingDatabaseWithoutCreateRight_isAnError();
     void scriptsAttributesAndPanels();
     void batchExec_splitsSafelyAndIsAllOrNothing();
@@ -617,44 +616,6 @@ void TestDriver::userId_boundInPrePassAndByName()
     QCOMPARE(q.value(6).toBool(), false);
     QCOMPARE(q.value(7).toBool(), true);
     QVERIFY(q.value(8).isNull());
-}
-
-void TestDriver::userId_createsTaskAsLoggedInUser()
-{
-    QCOMPARE(connectTo(m_fx->db()), QStringLiteral("Ok"));
-    QVERIFY(m_login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova")));
-    QString text =
-        m_bind(QStringLiteral("SELECT id FROM task.t_scheduler_insert(:UserID, :id_user, "
-                              ":n_number, :c_name, :c_description, :n_due, "
-                              ":b_is_complete, :b_is_del) "),
-               QStringLiteral("NULL"), QVariant(QStringLiteral("NULL")));
-    QSqlQuery guest(m_fx->db().directConnection());
-    QVERIFY(guest.exec(QStringLiteral("SELECT id FROM sys.t_user WHERE c_login = 'guest'")));
-    QVERIFY(guest.next());
-    const QVariantList values{guest.value(0),
-                              QVariant(QVariant::LongLong),
-                              QVariant(QStringLiteral("Проверить пайку; 'срочно'")),
-                              QVariant(QStringLiteral("Описание -- с \\ и $$")),
-                              QVariant(QVariant::Int),
-                              QVariant(false),
-                              QVariant(false)};
-    const QStringList places = placeholdersOf(text);
-    QCOMPARE(places.size(), values.size());
-    for (int i = 0; i < places.size(); ++i)
-        text = m_bind(text, places.at(i), values.at(i));
-    QSqlQuery q(driverDb());
-    QVERIFY2(q.exec(text) && q.next(), qPrintable(q.lastError().text()));
-
-    QSqlQuery check(m_fx->db().directConnection());
-    QVERIFY(check.exec(QStringLiteral("SELECT u.c_login, t.id_user, t.c_name, t.c_description "
-                                      "FROM task.t_scheduler t JOIN sys.t_user u "
-                                      "ON u.id = t.id_creator WHERE t.id = %1")
-                           .arg(q.value(0).toLongLong())));
-    QVERIFY(check.next());
-    QCOMPARE(check.value(0).toString(), QStringLiteral("kuznetsova"));
-    QCOMPARE(check.value(1), guest.value(0));
-    QCOMPARE(check.value(2).toString(), values.at(2).toString());
-    QCOMPARE(check.value(3).toString(), values.at(3).toString());
 }
 
 void TestDriver::connect_missingDatabaseWithoutCreateRight_isAnError()

@@ -188,13 +188,11 @@ void tst_Settings::setValue_storesTextAndType_data()
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("type");
     QTest::newRow("true") << QVariant(true) << "1" << 1;
-    QTest::newRow("false") << QVariant(false) << "0" << 1;
     QTest::newRow("bytes") << QVariant(QByteArray("\x00\x01\xff"
                                                   "AB",
                                                   5))
                            << "0001ff4142" << 12;
     QTest::newRow("empty bytes") << QVariant(QByteArray("")) << "" << 12;
-    QTest::newRow("empty text") << QVariant(QStringLiteral("")) << "" << 10;
     QTest::newRow("int") << QVariant(-42) << "-42" << 2;
     QTest::newRow("long") << QVariant(qlonglong(9007199254740993)) << "9007199254740993" << 4;
     QTest::newRow("double") << QVariant(2.5) << "2.5" << 6;
