@@ -10,6 +10,7 @@
 #include "rejects.h"
 #include "rejectseditor.h"
 #include "rejectsview.h"
+#include "spelltextedit.h"
 #include "testfixture.h"
 #include "testmain.h"
 #include "ui_rejectseditor.h"
@@ -628,6 +629,8 @@ void tst_Editor::host_defectWholeLife()
     while (description.size() < 100000)
         description += QStringLiteral("Трещина\tкорпуса 🔧 ");
     editor->ui->teDescr->setPlainText(description);
+    QVERIFY(qobject_cast<SpellTextEdit *>(editor->ui->teDescr));
+    QVERIFY(qobject_cast<SpellTextEdit *>(editor->ui->teSolution));
     QVERIFY(applyEnabled());
     apply();
     const qint64 id = editor->record().value(QStringLiteral("id")).toLongLong();
