@@ -104,6 +104,79 @@ public slots:
     }
 };
 
+// Filters on the status, every row in the view to begin with.
+void measureFilters(QDataTable *table)
+{
+    const QStringList statuses = table->getValuesList(QStringLiteral("c_status"));
+    if (!statuses.isEmpty()) {
+        QElapsedTimer timer;
+        timer.start();
+        table->setFilter(QStringLiteral("c_status"), statuses.first());
+        const qint64 setMs = timer.elapsed();
+        const int shown = table->visibleRowCount();
+        timer.restart();
+        table->setFilter(QStringLiteral("c_status"), statuses.last());
+        const qint64 changeMs = timer.elapsed();
+        timer.restart();
+        table->clearFilter(QStringLiteral("c_status"));
+        const qint64 clearMs = timer.elapsed();
+        QCoreApplication::processEvents();
+        print(QStringLiteral("applyFilters c_status = \"%1\" (%2 of %3 rows left): %4 ms; "
+                             "changed to \"%5\": %6 ms; cleared: %7 ms (target 100 ms)")
+                  .arg(statuses.first())
+                  .arg(shown)
+                  .arg(table->rowCount())
+                  .arg(setMs)
+                  .arg(statuses.last())
+                  .arg(changeMs)
+                  .arg(clearMs));
+    }
+}
+
+// 1 000 edited rows: commit through the update script, then the same
+// changes as one prepared statement with bound values.
+void measureCommit(QDataTable *table, QSqlDatabase database, int edits)
+{
+    const int rows = qMin(edits, table->rowCount());
+    const int description = table->getColumns().indexOf(QStringLiteral("c_description"));
+    for (int row = 0; row < rows; ++row) {
+        QSqlRecord record = table->getRecord(row);
+        record.setValue(description,
+                        QString(record.value(description).toString() + QStringLiteral(" *")));
+        table->setRow(row, record);
+    }
+    QElapsedTimer timer;
+    timer.start();
+    const bool committed = table->commit(false);
+    const qint64 commitMs = timer.elapsed();
+
+    QVariantList texts;
+    QVariantList ids;
+    for (int row = 0; row < rows; ++row) {
+        const QString text = table->getField(QStringLiteral("c_description"), row).toString();
+        texts.append(QString(text + QLatin1Char('+')));
+        ids.append(table->getField(QStringLiteral("id"), row));
+    }
+    timer.restart();
+    database.transaction();
+    QSqlQuery prepared(database);
+    prepared.prepare(
+        QStringLiteral("UPDATE docs.t_process_exam SET c_description = ? WHERE id = ?"));
+    prepared.addBindValue(texts);
+    prepared.addBindValue(ids);
+    const bool batched = prepared.execBatch();
+    database.commit();
+    const qint64 preparedMs = timer.elapsed();
+    print(QStringLiteral("commit of %1 edited rows (PROC_EXAM_UPDATE):   %2 ms%3; one prepared "
+                         "statement, bound values: %4 ms%5   ratio %6x")
+              .arg(rows)
+              .arg(commitMs)
+              .arg(committed ? QString() : QStringLiteral(" FAILED"))
+              .arg(preparedMs)
+              .arg(batched ? QString() : QStringLiteral(" FAILED"))
+              .arg(preparedMs ? double(commitMs) / preparedMs : 0.0, 0, 'f', 1));
+}
+
 int main(int argc, char *argv[])
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
@@ -207,70 +280,8 @@ int main(int argc, char *argv[])
               .arg(kibToMib(peak), 0, 'f', 0)
               .arg(kibToMib(vmStatus("VmRSS:")), 0, 'f', 0));
 
-    // Filters on the status, every row in the view to begin with.
-    const QStringList statuses = table->getValuesList(QStringLiteral("c_status"));
-    if (!statuses.isEmpty()) {
-        timer.restart();
-        table->setFilter(QStringLiteral("c_status"), statuses.first());
-        const qint64 setMs = timer.elapsed();
-        const int shown = table->visibleRowCount();
-        timer.restart();
-        table->setFilter(QStringLiteral("c_status"), statuses.last());
-        const qint64 changeMs = timer.elapsed();
-        timer.restart();
-        table->clearFilter(QStringLiteral("c_status"));
-        const qint64 clearMs = timer.elapsed();
-        QCoreApplication::processEvents();
-        print(QStringLiteral("applyFilters c_status = \"%1\" (%2 of %3 rows left): %4 ms; "
-                             "changed to \"%5\": %6 ms; cleared: %7 ms (target 100 ms)")
-                  .arg(statuses.first())
-                  .arg(shown)
-                  .arg(table->rowCount())
-                  .arg(setMs)
-                  .arg(statuses.last())
-                  .arg(changeMs)
-                  .arg(clearMs));
-    }
-
-    // 1 000 edited rows: commit through the update script, then the same
-    // changes as one prepared statement with bound values.
-    const int rows = qMin(edits, table->rowCount());
-    const int description = table->getColumns().indexOf(QStringLiteral("c_description"));
-    for (int row = 0; row < rows; ++row) {
-        QSqlRecord record = table->getRecord(row);
-        record.setValue(description,
-                        QString(record.value(description).toString() + QStringLiteral(" *")));
-        table->setRow(row, record);
-    }
-    timer.restart();
-    const bool committed = table->commit(false);
-    const qint64 commitMs = timer.elapsed();
-
-    QVariantList texts;
-    QVariantList ids;
-    for (int row = 0; row < rows; ++row) {
-        const QString text = table->getField(QStringLiteral("c_description"), row).toString();
-        texts.append(QString(text + QLatin1Char('+')));
-        ids.append(table->getField(QStringLiteral("id"), row));
-    }
-    timer.restart();
-    database.transaction();
-    QSqlQuery prepared(database);
-    prepared.prepare(
-        QStringLiteral("UPDATE docs.t_process_exam SET c_description = ? WHERE id = ?"));
-    prepared.addBindValue(texts);
-    prepared.addBindValue(ids);
-    const bool batched = prepared.execBatch();
-    database.commit();
-    const qint64 preparedMs = timer.elapsed();
-    print(QStringLiteral("commit of %1 edited rows (PROC_EXAM_UPDATE):   %2 ms%3; one prepared "
-                         "statement, bound values: %4 ms%5   ratio %6x")
-              .arg(rows)
-              .arg(commitMs)
-              .arg(committed ? QString() : QStringLiteral(" FAILED"))
-              .arg(preparedMs)
-              .arg(batched ? QString() : QStringLiteral(" FAILED"))
-              .arg(preparedMs ? double(commitMs) / preparedMs : 0.0, 0, 'f', 1));
+    measureFilters(table);
+    measureCommit(table, database, edits);
     table->setView(nullptr);
     return 0;
 }

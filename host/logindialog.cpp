@@ -11,7 +11,7 @@ LoginDialog::LoginDialog(QSqlConnection *connection, const QString &database, QW
     , m_connection(connection)
 {
     ui->setupUi(this);
-    ui->lbDatabase->setText(QStringLiteral("База данных: ") + database);
+    ui->lbDatabase->setText(tr("База данных: ") + database);
 }
 
 LoginDialog::~LoginDialog()
@@ -44,8 +44,8 @@ void LoginDialog::on_buttonBox_accepted()
     }
     QString text = m_connection->loginMessage();
     if (text.isEmpty())
-        text = QStringLiteral("Неверное имя пользователя или пароль.");
-    QMessageBox::warning(this, QStringLiteral("Внимание"), text);
+        text = tr("Неверное имя пользователя или пароль.");
+    QMessageBox::warning(this, tr("Внимание"), text);
     ui->edPassword->clear();
     ui->edPassword->setFocus();
 }

@@ -57,26 +57,19 @@ QString readLine(const char *prompt)
     return QString::fromLocal8Bit(buffer).trimmed();
 }
 
-} // namespace
-
-int main(int argc, char *argv[])
+// The command line, parsed (help and errors exit here).
+struct HostOptions
 {
-    // Help text needs no display.
-    for (int i = 1; i < argc; ++i) {
-        const QByteArray arg(argv[i]);
-        if ((arg == "--help" || arg == "-h" || arg == "-?") &&
-            qEnvironmentVariableIsEmpty("DISPLAY") &&
-            qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-            qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "minimal");
-    }
-    QApplication app(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("rejects"));
-    QApplication::setApplicationName(QStringLiteral("rejects-host"));
-    QApplication::setApplicationDisplayName(QStringLiteral("Учет брака"));
+    QString user, password, libDir, trace;
+    bool hasUser = false, hasPassword = false, debugDb = false, noGui = false, noStoredProc = false,
+         check = false;
+};
 
+HostOptions parseOptions(const QApplication &app)
+{
     QCommandLineParser parser;
-    parser.setApplicationDescription(QStringLiteral("Учет брака: host of the defect register"));
+    parser.setApplicationDescription(
+        QCoreApplication::translate("main", "Учет брака: host of the defect register"));
     parser.addHelpOption();
     const QCommandLineOption userOption(QStringLiteral("user"),
                                         QStringLiteral("Login (empty: built-in administrator); "
@@ -108,11 +101,73 @@ int main(int argc, char *argv[])
                        noGuiOption, noStoredProcOption, checkOption});
     parser.process(app);
 
-    const bool noGui = parser.isSet(noGuiOption);
-    const bool check = parser.isSet(checkOption);
-    const QString libDir = QDir(parser.isSet(libDirOption) ? parser.value(libDirOption)
-                                                           : QApplication::applicationDirPath() +
-                                                                 QStringLiteral("/../lib"))
+    HostOptions options;
+    options.hasUser = parser.isSet(userOption);
+    options.hasPassword = parser.isSet(passwordOption);
+    options.user = parser.value(userOption);
+    options.password = parser.value(passwordOption);
+    options.libDir = parser.isSet(libDirOption) ? parser.value(libDirOption) : QString();
+    options.trace = parser.value(traceOption);
+    options.debugDb = parser.isSet(debugDbOption);
+    options.noGui = parser.isSet(noGuiOption);
+    options.noStoredProc = parser.isSet(noStoredProcOption);
+    options.check = parser.isSet(checkOption);
+    return options;
+}
+
+// Logs the user in: from the command line, on the console, or in the login
+// dialog. False when the login was refused or the dialog cancelled.
+bool logIn(QSqlConnection &connection, const HostOptions &options, const QSettings &settings,
+           const QString &database, QString *login)
+{
+    if (options.hasUser || options.noGui) {
+        *login = options.hasUser ? options.user : readLine("Login: ");
+        const QString password =
+            options.hasPassword || options.hasUser ? options.password : readLine("Password: ");
+        if (!connection.login(*login, password)) {
+            QString text = connection.loginMessage();
+            if (text.isEmpty())
+                text = QCoreApplication::translate("main", "Неверное имя пользователя или пароль.");
+            printError(text + QStringLiteral(" (") + *login + QStringLiteral(")"));
+            if (!options.noGui && !options.check)
+                QMessageBox::warning(nullptr, QCoreApplication::translate("main", "Внимание"),
+                                     text);
+            return false;
+        }
+    } else {
+        LoginDialog dialog(&connection, database);
+        dialog.setLogin(settings.value(QStringLiteral("Login/last")).toString());
+        if (dialog.exec() != QDialog::Accepted)
+            return false;
+        *login = dialog.login();
+    }
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // Help text needs no display.
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray arg(argv[i]);
+        if ((arg == "--help" || arg == "-h" || arg == "-?") &&
+            qEnvironmentVariableIsEmpty("DISPLAY") &&
+            qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+            qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "minimal");
+    }
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("rejects"));
+    QApplication::setApplicationName(QStringLiteral("rejects-host"));
+    QApplication::setApplicationDisplayName(QCoreApplication::translate("main", "Учет брака"));
+
+    const HostOptions options = parseOptions(app);
+    const bool noGui = options.noGui;
+    const bool check = options.check;
+    const QString libDir = QDir(!options.libDir.isEmpty() ? options.libDir
+                                                          : QApplication::applicationDirPath() +
+                                                                QStringLiteral("/../lib"))
                                .absolutePath();
 
     // What every module reads from the application object.
@@ -121,10 +176,10 @@ int main(int argc, char *argv[])
     app.setProperty("Settings", objToVar(&settings));
     app.setProperty("popupList", objToVar(&popupList));
     app.setProperty("libDir", libDir);
-    app.setProperty("SQLTraceFile", parser.value(traceOption));
-    app.setProperty("bDebugDB", parser.isSet(debugDbOption));
+    app.setProperty("SQLTraceFile", options.trace);
+    app.setProperty("bDebugDB", options.debugDb);
     app.setProperty("bNoGUI", noGui);
-    app.setProperty("bNoStoredProc", parser.isSet(noStoredProcOption));
+    app.setProperty("bNoStoredProc", options.noStoredProc);
     app.setProperty("MainConnection", QString::fromLatin1(connectionName));
     eventHandlerMap eventHandlers; // modules register their hooks here (getIcon)
     app.setProperty("EventHandlers", objToVar(&eventHandlers));
@@ -132,7 +187,8 @@ int main(int argc, char *argv[])
     QLibrary driver(QDir(libDir).filePath(QStringLiteral("libpgdriver.so")));
     if (!driver.load()) {
         const QString text =
-            QStringLiteral("Не удалось загрузить драйвер базы данных: ") + driver.errorString();
+            QCoreApplication::translate("main", "Не удалось загрузить драйвер базы данных: ") +
+            driver.errorString();
         printError(text);
         if (!noGui && !check)
             QMessageBox::critical(nullptr, QStringLiteral("ERROR"), text);
@@ -142,9 +198,10 @@ int main(int argc, char *argv[])
     QSqlConnection connection(&driver);
     app.setProperty("Connection", objToVar(&connection));
     if (!connection.Connect(QString::fromLatin1(connectionName), noGui)) {
-        const QString text = connection.isLoginError()
-                                 ? QStringLiteral("Нет доступа к базе данных: ошибка входа.")
-                                 : QStringLiteral("Нет соединения с базой данных.");
+        const QString text =
+            connection.isLoginError()
+                ? QCoreApplication::translate("main", "Нет доступа к базе данных: ошибка входа.")
+                : QCoreApplication::translate("main", "Нет соединения с базой данных.");
         printError(text);
         if (connection.isLoginError() && !noGui && !check)
             QMessageBox::critical(nullptr, QStringLiteral("ERROR"), text);
@@ -153,44 +210,26 @@ int main(int argc, char *argv[])
     const QString database = connection.getDatabase().databaseName();
 
     QString login;
-    if (parser.isSet(userOption) || noGui) {
-        login = parser.isSet(userOption) ? parser.value(userOption) : readLine("Login: ");
-        const QString password = parser.isSet(passwordOption) || parser.isSet(userOption)
-                                     ? parser.value(passwordOption)
-                                     : readLine("Password: ");
-        if (!connection.login(login, password)) {
-            QString text = connection.loginMessage();
-            if (text.isEmpty())
-                text = QStringLiteral("Неверное имя пользователя или пароль.");
-            printError(text + QStringLiteral(" (") + login + QStringLiteral(")"));
-            if (!noGui && !check)
-                QMessageBox::warning(nullptr, QStringLiteral("Внимание"), text);
-            return ExitNoLogin;
-        }
-    } else {
-        LoginDialog dialog(&connection, database);
-        dialog.setLogin(settings.value(QStringLiteral("Login/last")).toString());
-        if (dialog.exec() != QDialog::Accepted)
-            return ExitNoLogin;
-        login = dialog.login();
-    }
+    if (!logIn(connection, options, settings, database, &login))
+        return ExitNoLogin;
     settings.setValue(QStringLiteral("Login/last"), login);
     app.setProperty("bBigDaddy", login.isEmpty());
 
     WorkplaceWindow window;
-    window.setWindowTitle(QStringLiteral("Учет брака — ") + database);
+    window.setWindowTitle(QCoreApplication::translate("main", "Учет брака — ") + database);
     window.setUser(app.property("LogedIn").toString());
     window.restoreGeometry(settings.value(QStringLiteral("Workplace/geometry")).toByteArray());
 
     // A lost server is said once in the status line; the connection comes
     // back by itself and says so too.
     QObject::connect(&connection, &QSqlConnection::connectionLost, &window, [&window] {
-        window.statusBar()->showMessage(
-            QStringLiteral("Нет связи с сервером базы данных. Идет повторное подключение..."));
+        window.statusBar()->showMessage(QCoreApplication::translate(
+            "main", "Нет связи с сервером базы данных. Идет повторное подключение..."));
     });
     QObject::connect(&connection, &QSqlConnection::connectionRestored, &window, [&window] {
         window.statusBar()->showMessage(
-            QStringLiteral("Связь с сервером базы данных восстановлена"), 10000);
+            QCoreApplication::translate("main", "Связь с сервером базы данных восстановлена"),
+            10000);
     });
 
     ModuleLoader loader(libDir);
@@ -198,7 +237,8 @@ int main(int argc, char *argv[])
     QObject::connect(&loader, &ModuleLoader::message, &window, &WorkplaceWindow::showStatus);
     QPanelList panels;
     if (!connection.GetList(panels))
-        window.showStatus(QStringLiteral("Не удалось получить список модулей."));
+        window.showStatus(
+            QCoreApplication::translate("main", "Не удалось получить список модулей."));
     const int loaded = loader.load(panels, window.moduleArea());
     for (const ModuleLoader::Module &module : loader.modules())
         window.addModule(module);

@@ -23,7 +23,7 @@ template <typename Call> bool guarded(Call call, QString &error)
     } catch (const std::exception &e) {
         error = QString::fromLocal8Bit(e.what());
     } catch (...) {
-        error = QStringLiteral("неизвестная ошибка");
+        error = ModuleLoader::tr("неизвестная ошибка");
     }
     return false;
 }
@@ -50,8 +50,7 @@ QLibrary *ModuleLoader::library(const QString &moduleName)
     auto *library = new QLibrary(
         QDir(m_libDir).filePath(QStringLiteral("lib") + moduleName + QStringLiteral(".so")), this);
     if (!library->load()) {
-        note(QStringLiteral("Библиотека модуля «%1» не загружена: %2")
-                 .arg(moduleName, library->errorString()));
+        note(tr("Библиотека модуля «%1» не загружена: %2").arg(moduleName, library->errorString()));
         delete library;
         return nullptr;
     }
@@ -87,32 +86,32 @@ bool ModuleLoader::loadOne(const panelData &panel, QWidget *interfaceParent)
 
     QLibrary library(module.fileName); // the library stays loaded after this object
     if (!library.load()) {
-        note(QStringLiteral("Модуль «%1» пропущен: %2").arg(caption, library.errorString()));
+        note(tr("Модуль «%1» пропущен: %2").arg(caption, library.errorString()));
         return false;
     }
     const auto getContent = reinterpret_cast<GetContentFn>(library.resolve("getContent"));
     if (!getContent) {
-        note(QStringLiteral("Модуль «%1» пропущен: в %2 нет точки входа getContent")
+        note(tr("Модуль «%1» пропущен: в %2 нет точки входа getContent")
                  .arg(caption, module.fileName));
         return false;
     }
     QString error;
     if (!guarded([&] { module.content = getContent(); }, error)) {
-        note(QStringLiteral("Модуль «%1» пропущен: getContent: %2").arg(caption, error));
+        note(tr("Модуль «%1» пропущен: getContent: %2").arg(caption, error));
         return false;
     }
 
     if (const auto getIcon = reinterpret_cast<GetIconFn>(library.resolve("getIcon"))) {
         if (!guarded([&] { module.icon = getIcon(); }, error))
-            note(QStringLiteral("Модуль «%1»: getIcon: %2").arg(caption, error));
+            note(tr("Модуль «%1»: getIcon: %2").arg(caption, error));
     }
 
     if (module.content.contains(QLatin1String("getInterface"))) {
         const auto getInterface = reinterpret_cast<GetInterfaceFn>(library.resolve("getInterface"));
         if (!getInterface) {
-            note(QStringLiteral("Модуль «%1»: нет точки входа getInterface").arg(caption));
+            note(tr("Модуль «%1»: нет точки входа getInterface").arg(caption));
         } else if (!guarded([&] { module.userInterface = getInterface(interfaceParent); }, error)) {
-            note(QStringLiteral("Модуль «%1»: getInterface: %2").arg(caption, error));
+            note(tr("Модуль «%1»: getInterface: %2").arg(caption, error));
         }
     }
 
@@ -121,9 +120,9 @@ bool ModuleLoader::loadOne(const panelData &panel, QWidget *interfaceParent)
             reinterpret_cast<GetToolBarActionsFn>(library.resolve("getToolBarActions"));
         QList<QAction *> *actions = nullptr;
         if (!getActions)
-            note(QStringLiteral("Модуль «%1»: нет точки входа getToolBarActions").arg(caption));
+            note(tr("Модуль «%1»: нет точки входа getToolBarActions").arg(caption));
         else if (!guarded([&] { actions = getActions(); }, error))
-            note(QStringLiteral("Модуль «%1»: getToolBarActions: %2").arg(caption, error));
+            note(tr("Модуль «%1»: getToolBarActions: %2").arg(caption, error));
         if (actions)
             module.toolBarActions = *actions;
     }

@@ -34,9 +34,9 @@ void WorkplaceWindow::addModule(const ModuleLoader::Module &module)
         module.panel.caption.isEmpty() ? module.panel.name : module.panel.caption;
     QWidget *page = module.userInterface;
     if (!page) {
-        auto *label = new QLabel(
-            QStringLiteral("Модуль «%1» не предоставил пользовательский интерфейс.").arg(caption),
-            ui->tabModules);
+        auto *label =
+            new QLabel(tr("Модуль «%1» не предоставил пользовательский интерфейс.").arg(caption),
+                       ui->tabModules);
         label->setAlignment(Qt::AlignCenter);
         page = label;
     }
@@ -55,7 +55,7 @@ int WorkplaceWindow::moduleCount() const
 
 void WorkplaceWindow::setUser(const QString &displayName)
 {
-    m_user->setText(QStringLiteral("Пользователь: ") + displayName);
+    m_user->setText(tr("Пользователь: ") + displayName);
 }
 
 void WorkplaceWindow::showStatus(const QString &text)
@@ -71,7 +71,7 @@ void WorkplaceWindow::on_acExit_triggered()
 
 void WorkplaceWindow::on_acAbout_triggered()
 {
-    QMessageBox::about(this, QStringLiteral("О программе"),
+    QMessageBox::about(this, tr("О программе"),
                        QStringLiteral("<b>Учет брака</b><br>Интерфейс анализа дефектов<br><br>"
                                       "Qt %1")
                            .arg(QString::fromLatin1(qVersion())));

@@ -7,21 +7,26 @@ class QIcon;
 
 // One column of a QDataTable, copied by value.
 //
-// flags (bit values):
-//   1   keep a search index on the column (addSearchIndex(name, 2))
-//   2   keep, while rows are set, an index from each value text of the column to
-//       its rows; applyFilters and locate use it
-//   4   the header section has a fixed width
-//   8   marks a picture-count column (set together with 4; no effect of its own)
-//   16  the header section is resized to its contents
-//   64  the header section stretches
-// When several of 4, 64 and 16 are set they are applied in that order, so the
-// last one wins.
+// flags: colFlag values combined with |; see colFlag below. When several of
+// cfFixedWidth, cfStretch and cfFitContents are set they are applied in that
+// order, so the last one wins.
 //
 // step: 0 gives new rows defaultValue; otherwise new rows take the table's last
 // generated value of this column plus step (starting from 0), so a key column
 // with step -1 gives the temporary keys -1, -2, -3 ... until the database
 // assigns real ones.
+// Column flags (colInfo::flags, the flags argument of QDataTable::addColumn).
+enum colFlag {
+    cfSearchIndex = 1,  // keep a search index on the column (addSearchIndex(name, itValue))
+    cfValueIndex = 2,   // keep, while rows are set, an index from each value text of
+                        // the column to its rows; applyFilters and locate use it
+    cfFixedWidth = 4,   // the header section has a fixed width
+    cfPictureCount = 8, // marks a picture-count column (with cfFixedWidth; no effect
+                        // of its own)
+    cfFitContents = 16, // the header section is resized to its contents
+    cfStretch = 64      // the header section stretches
+};
+
 struct colInfo
 {
     QString name;                // field name in the result set
@@ -31,7 +36,7 @@ struct colInfo
     QVariant defaultValue;       // value of a new row
     int width = 100;             // column width in pixels
     bool visible = true;         // shown in the view
-    int flags = 0;               // see above
+    int flags = 0;               // colFlag values
     int step = 0;                // see above
     QIcon *icon = nullptr;       // header icon; not owned, may be null
 };

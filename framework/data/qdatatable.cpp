@@ -151,7 +151,7 @@ void QDataTable::addColumn(QString name, int type, bool visible, QString header,
     column.step = step;
     column.icon = icon;
     m_columns.append(column);
-    if (flags & 1)
+    if (flags & cfSearchIndex)
         m_indexKinds.insert(name, itValue);
     columnsChanged();
 }
@@ -230,7 +230,8 @@ void QDataTable::rebuildIndexes()
         const colInfo &column = m_columns.at(c);
         if (m_columns.indexOf(column.name) != c)
             continue; // a name declared twice is indexed at its first position
-        if ((column.flags & 3) || m_indexKinds.value(column.name, itNone) != itNone)
+        if ((column.flags & (cfSearchIndex | cfValueIndex)) ||
+            m_indexKinds.value(column.name, itNone) != itNone)
             m_indexes[c] = new ValueIndex;
     }
     const int rows = rowCount();

@@ -49,11 +49,11 @@ void QDataTable::prepareView(QTableView *view)
         const colInfo &column = m_columns.at(c);
         view->setColumnWidth(c, column.width);
         view->setColumnHidden(c, !column.visible);
-        if (column.flags & 4)
+        if (column.flags & cfFixedWidth)
             header->setSectionResizeMode(c, QHeaderView::Fixed);
-        if (column.flags & 64)
+        if (column.flags & cfStretch)
             header->setSectionResizeMode(c, QHeaderView::Stretch);
-        if (column.flags & 16)
+        if (column.flags & cfFitContents)
             header->setSectionResizeMode(c, QHeaderView::ResizeToContents);
     }
     view->setProperty("isPrepared", true);
@@ -134,8 +134,8 @@ QSqlRecord QDataTable::getViewCurrentRecord() const
 void QDataTable::onIDRequest()
 {
     QMessageBox::information(
-        m_view, QStringLiteral("Отладка"),
-        QStringLiteral("Таблица '%1'\nID = %2")
+        m_view, tr("Отладка"),
+        tr("Таблица '%1'\nID = %2")
             .arg(objectName(), getViewCurrentRecord().value(QStringLiteral("id")).toString()));
 }
 

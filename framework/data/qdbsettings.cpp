@@ -21,11 +21,6 @@ namespace {
 
 const char globalGroup[] = "GLOBAL";
 
-QSqlConnection *publishedConnection()
-{
-    return appConnection();
-}
-
 QSqlField textField(const QString &name, const QVariant &value)
 {
     QSqlField field(name, QVariant::String);
@@ -93,7 +88,7 @@ QStringList QDbSettings::splitPath(QString path)
 
 bool QDbSettings::setValue(QString path, QVariant value)
 {
-    QSqlConnection *connection = publishedConnection();
+    QSqlConnection *connection = appConnection();
     if (!connection)
         return false;
     QSqlRecord record = addressRecord(splitPath(path));
@@ -109,7 +104,7 @@ bool QDbSettings::setValue(QString path, QVariant value)
 
 QVariant QDbSettings::value(QString path, QVariant defaultValue)
 {
-    QSqlConnection *connection = publishedConnection();
+    QSqlConnection *connection = appConnection();
     if (!connection)
         return defaultValue;
     const QSqlRecord record = addressRecord(splitPath(path));
@@ -134,7 +129,7 @@ QVariant QDbSettings::value(QString path, QVariant defaultValue)
 
 bool QDbSettings::saveTableHeader(QString name, QDataTable *table)
 {
-    if (!publishedConnection() || !table || !table->getView())
+    if (!appConnection() || !table || !table->getView())
         return false;
     QTableView *view = table->getView();
     const QHeaderView *header = view->horizontalHeader();
@@ -160,7 +155,7 @@ bool QDbSettings::saveTableHeader(QString name, QDataTable *table)
 
 bool QDbSettings::restoreTableHeader(QString name, QDataTable *table)
 {
-    if (!publishedConnection() || !table || !table->getView())
+    if (!appConnection() || !table || !table->getView())
         return false;
     const QByteArray stored = value(name).toByteArray();
     if (stored.isEmpty())

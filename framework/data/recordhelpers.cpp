@@ -79,7 +79,8 @@ void showRefusal(QWidget *parent, const QString &fallback)
 {
     QSqlConnection *connection = appConnection();
     const QString reason = connection ? connection->lastErrorText() : QString();
-    QMessageBox::warning(parent, QStringLiteral("Внимание"), reason.isEmpty() ? fallback : reason);
+    QMessageBox::warning(parent, QCoreApplication::translate("showRefusal", "Внимание"),
+                         reason.isEmpty() ? fallback : reason);
 }
 
 QRect bounds()

@@ -6,18 +6,9 @@
 #include <QCoreApplication>
 #include <QSqlDatabase>
 
-namespace {
-
-QSqlConnection *publishedConnection()
-{
-    return appConnection();
-}
-
-} // namespace
-
 QSqlQuery runScript(QString name, QList<QVariant> values)
 {
-    QSqlConnection *connection = publishedConnection();
+    QSqlConnection *connection = appConnection();
     if (!connection)
         return QSqlQuery();
     QSqlQuery query(QSqlDatabase::database(QStringLiteral("MainConnection"), false));
@@ -27,7 +18,7 @@ QSqlQuery runScript(QString name, QList<QVariant> values)
 
 void runScript(QString name, QSqlQuery *query, QList<QVariant> values)
 {
-    QSqlConnection *connection = publishedConnection();
+    QSqlConnection *connection = appConnection();
     if (!connection || !query)
         return;
     connection->execScript(connection->getScript(name), query, values);

@@ -9,15 +9,6 @@
 #include <QEvent>
 #include <QSqlQuery>
 
-namespace {
-
-QSqlConnection *sharedConnection()
-{
-    return appConnection();
-}
-
-} // namespace
-
 TaskDialog::TaskDialog(const QString &description, QWidget *parent)
     : QDialog(parent)
     , ui(new Ui::TaskDialog)
@@ -26,7 +17,7 @@ TaskDialog::TaskDialog(const QString &description, QWidget *parent)
     ui->buttonAccept->setEnabled(false);
     ui->teDescr->setPlainText(description);
 
-    if (QSqlConnection *connection = sharedConnection()) {
+    if (QSqlConnection *connection = appConnection()) {
         // Only holders of the executor right are offered.
         m_executors = new QDataTable(QStringLiteral("t_executor"), connection, this);
         m_executors->setScripts(QStringLiteral("GET_USER_BY_RIGHT"), QString(), QString(),
@@ -66,7 +57,7 @@ void TaskDialog::onChanged()
 
 void TaskDialog::accept()
 {
-    QSqlConnection *connection = sharedConnection();
+    QSqlConnection *connection = appConnection();
     const QVariant executor = ui->cbExecutor->currentData();
     if (!connection || executor.isNull() || task().trimmed().isEmpty()) {
         reject();

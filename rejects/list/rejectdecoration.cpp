@@ -1,7 +1,9 @@
 #include "rejectdecoration.h"
 
 #include "qdatatable.h"
+#include "rejectsdocument.h"
 
+#include <QCoreApplication>
 #include <QDateTime>
 #include <QIcon>
 #include <QLocale>
@@ -59,9 +61,8 @@ void RejectDecoration::decorate(int colNum, QVariant *data, QCellData *cData,
         return;
     switch (colNum) {
     case 1: {
-        static const QIcon photo(QStringLiteral(":/Icons/PHOTO"));
         if (data->toUInt() != 0)
-            cData->icon = photo;
+            cData->icon = *RejectsDocument::photoIcon();
         cData->text = QString();
         *data = cData->text;
         break;
@@ -73,7 +74,8 @@ void RejectDecoration::decorate(int colNum, QVariant *data, QCellData *cData,
         break;
     }
     case 12:
-        cData->text = data->toBool() ? QStringLiteral("Забракован") : QString();
+        cData->text = data->toBool() ? QCoreApplication::translate("RejectDecoration", "Забракован")
+                                     : QString();
         *data = cData->text;
         break;
     default:

@@ -3,6 +3,7 @@
 #include "qsqlconnection.h"
 #include "recordhelpers.h"
 #include "rejectdecoration.h"
+#include "rejectsdocument.h"
 #include "ui_rejectdialog.h"
 
 #include <QApplication>
@@ -10,17 +11,35 @@
 #include <QIcon>
 #include <QLocale>
 #include <QScopedPointer>
+#include <QSet>
 #include <QStandardItemModel>
 
 namespace {
 
-const QString allItems = QStringLiteral("-= ВСЕ =-");
-
-// The header icon of the picture column (colInfo keeps a pointer to it).
-QIcon *photoIcon()
+// The register's columns without the creator, plan-repair, product-version
+// and row-version fields, with three deliberate differences: "id" takes no
+// temporary keys, "c_version" keeps no value index, and
+// "id_production_group_content" is indexed (and takes no width).
+QVector<ColumnDecl> dialogColumns()
 {
-    static QIcon icon(QStringLiteral(":/Icons/PHOTO"));
-    return &icon;
+    static const QSet<QByteArray> left = {"id_product_version", "c_creator", "id_plan_order_repair",
+                                          "c_plan_order_repair", "n_version"};
+    QVector<ColumnDecl> columns;
+    for (ColumnDecl column : RejectsDocument::registerColumns()) {
+        const QByteArray name(column.name);
+        if (left.contains(name))
+            continue;
+        if (name == "id") {
+            column.step = 0;
+        } else if (name == "c_version") {
+            column.flags &= ~cfValueIndex;
+        } else if (name == "id_production_group_content") {
+            column.width = 0;
+            column.flags |= cfValueIndex;
+        }
+        columns.append(column);
+    }
+    return columns;
 }
 
 } // namespace
@@ -33,44 +52,7 @@ RejectDialog::RejectDialog(QWidget *parent)
 
     m_table = new QDataTable(QStringLiteral("t_process_exam"), appConnection(), this);
     m_table->setScripts(QStringLiteral("PROC_EXAM_SELECT"), QString(), QString(), QString(), false);
-    const QVariant none;
-    m_table->addColumn(QStringLiteral("id"), QVariant::LongLong, false, QString(), 0, 100, none, 0,
-                       QString(), nullptr);
-    m_table->addColumn(QStringLiteral("n_pics"), QVariant::UInt, true, QString(), 0, 40, none, 12,
-                       QStringLiteral("Есть прикрепленные изображения"), photoIcon());
-    m_table->addColumn(QStringLiteral("d_create"), QVariant::DateTime, true, QStringLiteral("Дата"),
-                       0, 120, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_name"), QVariant::String, true,
-                       QStringLiteral("№ документа"), 0, 100, QStringLiteral("Новый дефект"), 0,
-                       QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_plan_order"), QVariant::String, true,
-                       QStringLiteral("План"), 0, 100, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_version"), QVariant::String, true,
-                       QStringLiteral("Изделие"), 0, 200, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_exam_stage"), QVariant::String, true,
-                       QStringLiteral("Этап отбора"), 0, 200, none, 2, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_serial"), QVariant::String, true,
-                       QStringLiteral("Серийный №"), 0, 100, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_fault"), QVariant::String, true,
-                       QStringLiteral("Код дефекта"), 0, 100, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_description"), QVariant::String, true,
-                       QStringLiteral("Описание"), 0, 250, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_status"), QVariant::String, true, QStringLiteral("Статус"),
-                       0, 150, none, 2, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_solution"), QVariant::String, true,
-                       QStringLiteral("Решение"), 0, 250, none, 66, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("b_reject"), QVariant::Bool, true,
-                       QStringLiteral("Забракован"), 0, 50, false, 16, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("id_plan_order"), QVariant::LongLong, false, QString(), 0,
-                       100, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("id_fault"), QVariant::LongLong, false, QString(), 0, 100,
-                       none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("id_production_group_content"), QVariant::LongLong, false,
-                       QString(), 0, 0, none, 2, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("c_exam_stage_sys_name"), QVariant::String, false, QString(),
-                       0, 100, none, 0, QString(), nullptr);
-    m_table->addColumn(QStringLiteral("b_reaction"), QVariant::Bool, false, QString(), 0, 100, none,
-                       0, QString(), nullptr);
+    RejectsDocument::addColumns(m_table, dialogColumns());
 
     // The decoration is connected before the rows are read, so that they are
     // drawn once, already decorated.
@@ -81,9 +63,9 @@ RejectDialog::RejectDialog(QWidget *parent)
     m_table->getModel()->setSortRole(QDataTable::CurrentRole);
     m_table->open(false, false);
 
-    ui->cbStage->addItem(allItems);
+    ui->cbStage->addItem(tr("-= ВСЕ =-"));
     ui->cbStage->addItems(m_table->getValuesList(QStringLiteral("c_exam_stage")));
-    ui->cbStatus->addItem(allItems);
+    ui->cbStatus->addItem(tr("-= ВСЕ =-"));
     ui->cbStatus->addItems(m_table->getValuesList(QStringLiteral("c_status")));
 
     connect(ui->chkHideReady, SIGNAL(stateChanged(int)), this, SLOT(applyFilters()));

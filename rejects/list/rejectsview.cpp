@@ -30,7 +30,6 @@
 
 namespace {
 
-const QString allItems = QStringLiteral("-= ВСЕ =-");
 const QString notAnalysed = QStringLiteral("Не проанализировано");
 
 // The tool-bar actions of the list, shared by the module object.
@@ -161,7 +160,7 @@ void RejectsView::fillFilter(QComboBox *box, const QString &field, bool sorted)
     QSignalBlocker blocker(box);
     const QString remembered = box->currentText();
     box->clear();
-    box->addItem(allItems);
+    box->addItem(tr("-= ВСЕ =-"));
     QStringList values = m_table->getValuesList(field);
     if (sorted)
         values.sort(Qt::CaseSensitive);
@@ -356,23 +355,23 @@ void RejectsView::on_acTask_triggered()
     TaskDialog dialog(record.value(QStringLiteral("c_name")).toString(), this);
     if (dialog.exec() != QDialog::Accepted)
         return;
-    QMessageBox::information(this, QStringLiteral("Задача"),
-                             QStringLiteral("Задача №%1 успешно создана").arg(dialog.taskId()));
+    QMessageBox::information(this, tr("Задача"),
+                             tr("Задача №%1 успешно создана").arg(dialog.taskId()));
 }
 
 void RejectsView::on_acSave_triggered()
 {
     if (!m_table)
         return;
-    QString fileName = QFileDialog::getSaveFileName(
-        this, QStringLiteral("Сохранить отчет"), QString(), QStringLiteral("Файл EXCEL (*.xlsx)"));
+    QString fileName = QFileDialog::getSaveFileName(this, tr("Сохранить отчет"), QString(),
+                                                    tr("Файл EXCEL (*.xlsx)"));
     if (fileName.isEmpty())
         return;
     if (QFileInfo(fileName).suffix() != QLatin1String("xlsx"))
         fileName += QStringLiteral(".xlsx");
     if (!exportToFile(fileName)) {
-        QMessageBox::warning(this, QStringLiteral("Внимание"),
-                             QStringLiteral("Не удалось сохранить файл %1").arg(fileName));
+        QMessageBox::warning(this, tr("Внимание"),
+                             tr("Не удалось сохранить файл %1").arg(fileName));
         return;
     }
     openWithDefaultApp(fileName);
@@ -388,17 +387,17 @@ bool RejectsView::exportToFile(const QString &fileName)
     bold.setWeight(QFont::Bold);
 
     QXlsxWriter xlsx;
-    xlsx.write(1, 2, QStringLiteral("Учет брака"), bold);
-    xlsx.write(3, 2, QStringLiteral("Статус: %1").arg(ui->cbStatus->currentText()), font);
-    xlsx.write(5, 2, QStringLiteral("Этап: %1").arg(ui->cbStage->currentText()), font);
-    xlsx.write(7, 2, QStringLiteral("Изделие: %1").arg(ui->cbProduct->currentText()), font);
+    xlsx.write(1, 2, tr("Учет брака"), bold);
+    xlsx.write(3, 2, tr("Статус: %1").arg(ui->cbStatus->currentText()), font);
+    xlsx.write(5, 2, tr("Этап: %1").arg(ui->cbStage->currentText()), font);
+    xlsx.write(7, 2, tr("Изделие: %1").arg(ui->cbProduct->currentText()), font);
     int row = 9;
     if (ui->chkHideReady->isChecked()) {
-        xlsx.write(row, 2, QStringLiteral("Убраны проанализированные"), font);
+        xlsx.write(row, 2, tr("Убраны проанализированные"), font);
         row += 2;
     }
     if (!m_searchText.isEmpty()) {
-        xlsx.write(row, 2, QStringLiteral("Поиск по тексту: %1").arg(m_searchText), font);
+        xlsx.write(row, 2, tr("Поиск по тексту: %1").arg(m_searchText), font);
         row += 2;
     }
 
@@ -424,7 +423,7 @@ bool RejectsView::exportToFile(const QString &fileName)
             if (name == QLatin1String("d_create"))
                 value = locale.toString(value.toDateTime(), QLocale::ShortFormat);
             else if (name == QLatin1String("b_reject"))
-                value = value.toBool() ? QStringLiteral("Забракован") : QString();
+                value = value.toBool() ? tr("Забракован") : QString();
             xlsx.write(row, i + 1, value, font, QXlsxWriter::ThinBorder);
         }
         ++row;
@@ -442,11 +441,10 @@ void RejectsView::on_acDelete_triggered()
     const QSqlRecord record = currentRecord();
     if (record.isEmpty() || record.value(QStringLiteral("c_status")).toString() != notAnalysed)
         return;
-    const auto answer =
-        QMessageBox::question(this, QStringLiteral("Внимание"),
-                              QStringLiteral("Удалить дефект %1 &")
-                                  .arg(record.value(QStringLiteral("c_name")).toString()),
-                              QMessageBox::Yes | QMessageBox::No);
+    const auto answer = QMessageBox::question(
+        this, tr("Внимание"),
+        tr("Удалить дефект %1 &").arg(record.value(QStringLiteral("c_name")).toString()),
+        QMessageBox::Yes | QMessageBox::No);
     if (answer != QMessageBox::Yes)
         return;
     const qint64 id = record.value(QStringLiteral("id")).toLongLong();
@@ -454,7 +452,7 @@ void RejectsView::on_acDelete_triggered()
     if (!m_table->commit(false)) {
         // Refused (another user has analysed it meanwhile): it must not stay
         // pending, or every later save would send the deletion again.
-        showRefusal(this, QStringLiteral("Дефект не удален"));
+        showRefusal(this, tr("Дефект не удален"));
         reread(id);
         applyFilters();
         return;
@@ -492,7 +490,7 @@ void RejectsView::on_acMerge_triggered()
         ui->acMerge->setEnabled(false);
         m_cutId = -1;
     } else {
-        showRefusal(this, QStringLiteral("Дефекты не объединены"));
+        showRefusal(this, tr("Дефекты не объединены"));
     }
     refresh();
     setCurrentRowById(target);

@@ -1,10 +1,10 @@
 #include "rejectsdocument.h"
 
+#include "colinfo.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 
 #include <QIcon>
-#include <QVariant>
 
 namespace {
 
@@ -18,320 +18,246 @@ const int ByteArray = QVariant::ByteArray;
 const int Date = QVariant::Date;
 const int DateTime = QVariant::DateTime;
 
-// A hidden column: no header, width 100 unless given.
-void hidden(QDataTable *table, const QString &name, int type, int step = 0, int width = 100,
-            int flags = 0)
+// A table of the document: its name, its scripts (names in the script store,
+// or literal statements) and its key field.
+struct TableDecl
 {
-    table->addColumn(name, type, false, QString(), step, width, QVariant(), flags);
+    const char *name;
+    const char *select = nullptr;
+    const char *update = nullptr;
+    const char *insert = nullptr;
+    const char *remove = nullptr;
+    bool literal = false;
+    const char *key = nullptr;
+};
+
+// Adds declared tables to the document.
+struct Builder
+{
+    QDataSet *document;
+    QSqlConnection *connection;
+    QObject *parent;
+
+    void add(const TableDecl &decl, const QVector<ColumnDecl> &columns = {}) const
+    {
+        auto *table = new QDataTable(QString::fromLatin1(decl.name), connection, parent);
+        table->setScripts(QString::fromUtf8(decl.select), QString::fromUtf8(decl.update),
+                          QString::fromUtf8(decl.insert), QString::fromUtf8(decl.remove),
+                          decl.literal);
+        RejectsDocument::addColumns(table, columns);
+        if (decl.key)
+            table->setKeyField(QString::fromLatin1(decl.key));
+        document->addTable(table);
+    }
+};
+
+// The defect register and the selection stages.
+void addRegister(const Builder &b)
+{
+    b.add({"t_process_exam", "PROC_EXAM_SELECT", "PROC_EXAM_UPDATE", "PROC_EXAM_INSERT",
+           "PROC_EXAM_DELETE", false, "id"},
+          RejectsDocument::registerColumns());
+    b.add({"t_process_exam_stage", "PROC_EXAM_STAGE_SELECT"});
 }
 
-QDataTable *makeTable(QSqlConnection *connection, QObject *parent, const QString &name,
-                      const QString &select, const QString &update, const QString &insert,
-                      const QString &remove, bool literal = false)
+// The discussion of a defect.
+void addDiscussion(const Builder &b)
 {
-    auto *table = new QDataTable(name, connection, parent);
-    table->setScripts(select, update, insert, remove, literal);
-    return table;
+    b.add(
+        {"t_process_exam_disc", "PROC_EXAM_DISC_SELECT", nullptr, "PROC_EXAM_DISC_INSERT", nullptr,
+         false, "id"},
+        {{"id", LongLong, false, nullptr, 100, 0, -1},
+         {"d_create", DateTime, true, QT_TRANSLATE_NOOP("RejectsDocument", "Дата"), 120},
+         {"c_author", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Автор"), 180, cfStretch},
+         {"c_text", String},
+         {"id_process_exam", LongLong},
+         {"id_author", LongLong}});
 }
 
-} // namespace
-
-void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObject *parent)
+// Production units, the item families of a unit, the plans a defect can be
+// attached to.
+void addProduction(const Builder &b)
 {
-    QDataTable *t;
+    b.add({"t_prod_units", "PROD_UNITS_SELECT"});
+    b.add({"t_units_item_family", "ITEM_FAMILY_BY_UNIT_SELECT"},
+          {{"id", LongLong},
+           {"c_name", String},
+           {"c_sys_name", String, false, nullptr, 0, cfValueIndex}});
+    b.add({"t_plan_order", "PLAN_ORDER_FOR_REJECT_SELECT"},
+          {{"c_plan_name", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "План"), 100},
+           {"c_prod_ver", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Изделие"), 200,
+            cfStretch},
+           {"c_coment", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Примечание"), 200},
+           {"n_qnt", Int, true, QT_TRANSLATE_NOOP("RejectsDocument", "Количество"), 100},
+           {"d_create", DateTime, true, QT_TRANSLATE_NOOP("RejectsDocument", "Дата создания"), 140},
+           {"d_close", DateTime, true, QT_TRANSLATE_NOOP("RejectsDocument", "Дата закрытия"), 140},
+           {"id", LongLong},
+           {"id_doc", LongLong},
+           {"id_unit", LongLong},
+           {"id_prod_ver", LongLong}});
+}
 
-    // 1. The defect register.
-    t = makeTable(connection, parent, QStringLiteral("t_process_exam"),
-                  QStringLiteral("PROC_EXAM_SELECT"), QStringLiteral("PROC_EXAM_UPDATE"),
-                  QStringLiteral("PROC_EXAM_INSERT"), QStringLiteral("PROC_EXAM_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    static QIcon *photo = new QIcon(QStringLiteral(":/Icons/PHOTO"));
-    t->addColumn(QStringLiteral("n_pics"), UInt, true, QString(), 0, 40, QVariant(), 12,
-                 QStringLiteral("Есть прикрепленные изображения"), photo);
-    t->addColumn(QStringLiteral("d_create"), DateTime, true, QStringLiteral("Дата"), 0, 120);
-    t->addColumn(QStringLiteral("c_name"), String, true, QStringLiteral("№ документа"), 0, 100,
-                 QStringLiteral("Новый дефект"));
-    t->addColumn(QStringLiteral("c_plan_order"), String, true, QStringLiteral("План"), 0, 100);
-    t->addColumn(QStringLiteral("c_version"), String, true, QStringLiteral("Изделие"), 0, 200,
-                 QVariant(), 2);
-    t->addColumn(QStringLiteral("c_exam_stage"), String, true, QStringLiteral("Этап отбора"), 0,
-                 200, QVariant(), 2);
-    t->addColumn(QStringLiteral("c_serial"), String, true, QStringLiteral("Серийный №"), 0, 100);
-    t->addColumn(QStringLiteral("c_fault"), String, true, QStringLiteral("Код дефекта"), 0, 100);
-    t->addColumn(QStringLiteral("c_description"), String, true, QStringLiteral("Описание"), 0, 250);
-    t->addColumn(QStringLiteral("c_status"), String, true, QStringLiteral("Статус"), 0, 150,
-                 QVariant(), 2);
-    t->addColumn(QStringLiteral("c_solution"), String, true, QStringLiteral("Решение"), 0, 250,
-                 QVariant(), 66);
-    t->addColumn(QStringLiteral("b_reject"), Bool, true, QStringLiteral("Забракован"), 0, 50, false,
-                 16);
-    hidden(t, QStringLiteral("id_plan_order"), LongLong);
-    hidden(t, QStringLiteral("id_product_version"), LongLong);
-    hidden(t, QStringLiteral("id_fault"), LongLong);
-    hidden(t, QStringLiteral("id_production_group_content"), LongLong);
-    hidden(t, QStringLiteral("c_exam_stage_sys_name"), String);
-    hidden(t, QStringLiteral("b_reaction"), Bool);
-    hidden(t, QStringLiteral("c_creator"), String);
-    hidden(t, QStringLiteral("id_plan_order_repair"), LongLong);
-    hidden(t, QStringLiteral("c_plan_order_repair"), String);
-    // The row version the database checks on every save (concurrent changes).
-    hidden(t, QStringLiteral("n_version"), Int);
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
+// Pictures of a defect (attachments owned by "c_table" / "n_key").
+void addPictures(const Builder &b)
+{
+    b.add({"t_process_exam_pics", "FILE_OWNER_SELECT", "FILE_OWNER_UPDATE", "FILE_OWNER_INSERT",
+           "FILE_OWNER_DELETE"},
+          {{"id", LongLong, false, nullptr, 100, 0, -1},
+           {"c_file", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Файл"), 100, cfStretch},
+           {"n_size", LongLong, true, QT_TRANSLATE_NOOP("RejectsDocument", "Размер (кБ)"), 180},
+           {"c_table", String, false, nullptr, 0},
+           {"n_key", LongLong},
+           {"c_comment", String},
+           {"bl_file", ByteArray},
+           {"n_crc", LongLong},
+           {"n_version", Int}});
+}
 
-    // 2. Selection stages.
-    t = makeTable(connection, parent, QStringLiteral("t_process_exam_stage"),
-                  QStringLiteral("PROC_EXAM_STAGE_SELECT"), QString(), QString(), QString());
-    document->addTable(t);
+// The fault dictionary: types and codes.
+void addFaults(const Builder &b)
+{
+    b.add({"t_fault_type", "FAULT_TYPE_SELECT", "FAULT_TYPE_UPDATE", "FAULT_TYPE_INSERT",
+           "FAULT_TYPE_DELETE"},
+          {{"id", LongLong, false, nullptr, 100, 0, -1},
+           {"c_name", String},
+           {"c_sys_name", String},
+           {"c_prefix", String},
+           {"n_version", Int}});
+    b.add({"t_fault_code", "FAULT_CODE_SELECT", "FAULT_CODE_UPDATE", "FAULT_CODE_INSERT",
+           "FAULT_CODE_DELETE", false, "id"},
+          {{"id", LongLong, false, nullptr, 100, 0, -1},
+           {"c_name", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Код"), 120},
+           {"c_description", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Описание"), 100,
+            cfStretch},
+           {"id_type", LongLong, false, nullptr, 0, cfValueIndex},
+           {"n_version", Int}});
+}
 
-    // 3. Discussion of a defect.
-    t = makeTable(connection, parent, QStringLiteral("t_process_exam_disc"),
-                  QStringLiteral("PROC_EXAM_DISC_SELECT"), QString(),
-                  QStringLiteral("PROC_EXAM_DISC_INSERT"), QString());
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    t->addColumn(QStringLiteral("d_create"), DateTime, true, QStringLiteral("Дата"), 0, 120);
-    t->addColumn(QStringLiteral("c_author"), String, true, QStringLiteral("Автор"), 0, 180,
-                 QVariant(), 64);
-    hidden(t, QStringLiteral("c_text"), String);
-    hidden(t, QStringLiteral("id_process_exam"), LongLong);
-    hidden(t, QStringLiteral("id_author"), LongLong);
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
+// Serial numbers (S1), the works that may have caused a defect (S2, S3) and
+// the defect's links to them.
+void addCauses(const Builder &b)
+{
+    b.add({"t_serial", "SELECT id, c_serial, id_plan_order FROM docs.t_production_group_content;",
+           nullptr, nullptr, nullptr, true});
+    b.add({"t_reasons",
+           "SELECT (r.id IS NOT NULL) AS v, qcw.id, qcw.c_reason, qcw.d_start, "
+           "qcw.d_end FROM qms.t_quality_control_works qcw LEFT JOIN "
+           "qms.tl_quality_control_works_reject r ON r.id_quality_control_works = "
+           "qcw.id AND r.id_process_exam = :id_process_exam WHERE qcw.id_fault_code "
+           "= :id_fault_code ;",
+           nullptr, nullptr, nullptr, true},
+          {{"v", Bool, true, "v", 50},
+           {"c_reason", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Причина"), 600},
+           {"d_start", Date, true, QT_TRANSLATE_NOOP("RejectsDocument", "Начат"), 100},
+           {"d_end", Date, true, QT_TRANSLATE_NOOP("RejectsDocument", "Закрыт"), 100},
+           {"id", LongLong}});
+    b.add({"t_executor",
+           "SELECT (r.id IS NOT NULL) AS v, pw.id, pw.id_process_technology, "
+           "pt.c_name, pw.id_user, u.c_name AS c_user, pw.n_qty, pw.c_description "
+           "FROM prod.t_process_work pw JOIN inv.v_process_technology pt ON pt.id = "
+           "pw.id_process_technology JOIN sys.t_user u ON u.id = pw.id_user LEFT "
+           "JOIN prod.tl_process_work_reject r ON r.id_process_work = pw.id AND "
+           "r.id_process_exam = :id_process_exam WHERE pw.id_plan = :id_plan ;",
+           nullptr, nullptr, nullptr, true},
+          {{"v", Bool, true, "v", 50},
+           {"c_name", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Техпроцесс"), 500},
+           {"c_user", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Работник"), 300},
+           {"c_description", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Описание"), 300},
+           {"n_qty", Date, true, QT_TRANSLATE_NOOP("RejectsDocument", "Кол"), 100},
+           {"id", LongLong},
+           {"id_process_technology", LongLong},
+           {"id_user", LongLong}});
+    b.add({"t_process_work_reject", "PROCESS_WORK_REJECT_SELECT", nullptr,
+           "PROCESS_WORK_REJECT_INSERT", "PROCESS_WORK_REJECT_DELETE"},
+          {{"id", LongLong}, {"id_process_exam", LongLong}, {"id_process_work", LongLong}});
+    b.add(
+        {"t_quality_control_works_reject", "QUALITY_CONTROL_WORKS_REJECT_SELECT", nullptr,
+         "QUALITY_CONTROL_WORKS_REJECT_INSERT", "QUALITY_CONTROL_WORKS_REJECT_DELETE"},
+        {{"id", LongLong}, {"id_process_exam", LongLong}, {"id_quality_control_works", LongLong}});
+}
 
-    // 4. Production units.
-    t = makeTable(connection, parent, QStringLiteral("t_prod_units"),
-                  QStringLiteral("PROD_UNITS_SELECT"), QString(), QString(), QString());
-    document->addTable(t);
+// The users who may be notified (S4) and those notified of a defect.
+void addNotifications(const Builder &b)
+{
+    b.add({"t_notification",
+           "SELECT DISTINCT u.id, u.c_name, (rn.id_user IS NOT NULL) AS v FROM "
+           "sys.tl_user_access_right ur JOIN sys.t_user u ON u.id = ur.id_user JOIN "
+           "sys.t_access_right r ON r.id = ur.id_access_right LEFT JOIN "
+           "qms.tl_reject_notification rn ON rn.id_user = u.id AND "
+           "rn.id_process_exam = :id_process_exam WHERE r.c_sys_name = "
+           "'REJECT_NOTIFICATION' ORDER BY u.c_name;",
+           nullptr, nullptr, nullptr, true},
+          {{"v", Bool, true, "v", 50},
+           {"c_name", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Пользователь"), 500,
+            cfStretch},
+           {"id", LongLong}});
+    b.add({"t_reject_notification", "REJECT_NOTIFICATION_SELECT", nullptr,
+           "REJECT_NOTIFICATION_INSERT", "REJECT_NOTIFICATION_DELETE"});
+}
 
-    // 5. Item families of a unit.
-    t = makeTable(connection, parent, QStringLiteral("t_units_item_family"),
-                  QStringLiteral("ITEM_FAMILY_BY_UNIT_SELECT"), QString(), QString(), QString());
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("c_name"), String);
-    hidden(t, QStringLiteral("c_sys_name"), String, 0, 0, 2);
-    document->addTable(t);
+// Customer appeals about the same product and serial number (S5) and their files.
+void addCustomerAppeals(const Builder &b)
+{
+    b.add({"t_customer_appeal",
+           "SELECT ca.id, ca.id_contractor, c.c_name AS c_contractor, ca.d_date, "
+           "ca.c_text FROM qms.t_customer_appeal ca JOIN "
+           "docs.t_production_group_content pgc ON pgc.id = "
+           "ca.id_production_group_content JOIN docs.t_plan_order po ON po.id = "
+           "pgc.id_plan_order JOIN jur.t_contractor c ON c.id = ca.id_contractor "
+           "WHERE po.id_prod_ver = :id_version AND pgc.c_serial = :c_serial ORDER BY "
+           "ca.d_date;",
+           nullptr, nullptr, nullptr, true},
+          {{"c_contractor", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Контрагент"), 300},
+           {"d_date", Date, true, QT_TRANSLATE_NOOP("RejectsDocument", "Дата"), 200},
+           {"id", LongLong},
+           {"id_contractor", LongLong},
+           {"c_text", String}});
+    b.add({"t_file_customer_appeal", "FILE_OWNER_SELECT"},
+          {{"c_comment", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Описание"), 500},
+           {"c_file", String, true, QT_TRANSLATE_NOOP("RejectsDocument", "Файл"), 300},
+           {"n_size", LongLong, true, QT_TRANSLATE_NOOP("RejectsDocument", "Размер(кБ)"), 120},
+           {"id_creator", LongLong, true, QT_TRANSLATE_NOOP("RejectsDocument", "Подпись"), 150},
+           {"id", LongLong, false, nullptr, 100, 0, -1},
+           {"n_crc", LongLong},
+           {"c_table", String},
+           {"n_key", LongLong}});
+}
 
-    // 6. Production plans a defect can be attached to.
-    t = makeTable(connection, parent, QStringLiteral("t_plan_order"),
-                  QStringLiteral("PLAN_ORDER_FOR_REJECT_SELECT"), QString(), QString(), QString());
-    t->addColumn(QStringLiteral("c_plan_name"), String, true, QStringLiteral("План"), 0, 100);
-    t->addColumn(QStringLiteral("c_prod_ver"), String, true, QStringLiteral("Изделие"), 0, 200,
-                 QVariant(), 64);
-    t->addColumn(QStringLiteral("c_coment"), String, true, QStringLiteral("Примечание"), 0, 200);
-    t->addColumn(QStringLiteral("n_qnt"), Int, true, QStringLiteral("Количество"), 0, 100);
-    t->addColumn(QStringLiteral("d_create"), DateTime, true, QStringLiteral("Дата создания"), 0,
-                 140);
-    t->addColumn(QStringLiteral("d_close"), DateTime, true, QStringLiteral("Дата закрытия"), 0,
-                 140);
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_doc"), LongLong);
-    hidden(t, QStringLiteral("id_unit"), LongLong);
-    hidden(t, QStringLiteral("id_prod_ver"), LongLong);
-    document->addTable(t);
+// The repair plan raised from a defect, the items it requests and the
+// catalogues they come from.
+void addRepair(const Builder &b)
+{
+    b.add({"t_plan_order_repair", nullptr, nullptr, "PLAN_ORDER_INSERT", nullptr, false, "id"},
+          {{"id", LongLong, false, nullptr, 100, 0, -1},
+           {"c_coment", String},
+           {"id_unit", LongLong},
+           {"id_prod_ver", LongLong},
+           {"id_type", LongLong},
+           {"n_priority", LongLong},
+           {"n_qnt", Int},
+           {"d_shipment_plan", Date}});
+    // "n_qnt_giveout" is declared twice, under two headers.
+    b.add(
+        {"t_store_order_content", "PLAN_ORDER_CONTENT_SELECT", "PLAN_ORDER_CONTENT_UPDATE",
+         "PLAN_ORDER_CONTENT_INSERT", "PLAN_ORDER_CONTENT_DELETE"},
+        {{"c_name", String, true,
+          QT_TRANSLATE_NOOP("RejectsDocument", "Наименование семейства элемента"), 400, cfStretch},
+         {"n_qnt_require", Double, true, QT_TRANSLATE_NOOP("RejectsDocument", "Требуемое кол-во"),
+          180},
+         {"n_qnt_giveout", Double, false, QT_TRANSLATE_NOOP("RejectsDocument", "Выдано"), 180},
+         {"n_qnt_giveout", Double, false, QT_TRANSLATE_NOOP("RejectsDocument", "На складе"), 180},
+         {"id", LongLong},
+         {"id_item_family", LongLong},
+         {"id_store_order", LongLong},
+         {"n_version", Int}});
+    b.add({"t_item_family", "ALL_ITEM_FAMILY_SELECT", nullptr, nullptr, nullptr, false, "id"});
+    b.add({"t_item_type", "ALL_ITEM_TYPE_SELECT", nullptr, nullptr, nullptr, false, "id"});
+    b.add({"t_family_in_store", "FAMILY_IN_STORAGE_SELECT"});
+}
 
-    // 7. Pictures of a defect (attachments owned by "c_table" / "n_key").
-    t = makeTable(connection, parent, QStringLiteral("t_process_exam_pics"),
-                  QStringLiteral("FILE_OWNER_SELECT"), QStringLiteral("FILE_OWNER_UPDATE"),
-                  QStringLiteral("FILE_OWNER_INSERT"), QStringLiteral("FILE_OWNER_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    t->addColumn(QStringLiteral("c_file"), String, true, QStringLiteral("Файл"), 0, 100, QVariant(),
-                 64);
-    t->addColumn(QStringLiteral("n_size"), LongLong, true, QStringLiteral("Размер (кБ)"), 0, 180);
-    hidden(t, QStringLiteral("c_table"), String, 0, 0);
-    hidden(t, QStringLiteral("n_key"), LongLong);
-    hidden(t, QStringLiteral("c_comment"), String);
-    hidden(t, QStringLiteral("bl_file"), ByteArray);
-    hidden(t, QStringLiteral("n_crc"), LongLong);
-    hidden(t, QStringLiteral("n_version"), Int);
-    document->addTable(t);
-
-    // 8. Fault types.
-    t = makeTable(connection, parent, QStringLiteral("t_fault_type"),
-                  QStringLiteral("FAULT_TYPE_SELECT"), QStringLiteral("FAULT_TYPE_UPDATE"),
-                  QStringLiteral("FAULT_TYPE_INSERT"), QStringLiteral("FAULT_TYPE_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    hidden(t, QStringLiteral("c_name"), String);
-    hidden(t, QStringLiteral("c_sys_name"), String);
-    hidden(t, QStringLiteral("c_prefix"), String);
-    hidden(t, QStringLiteral("n_version"), Int);
-    document->addTable(t);
-
-    // 9. Fault codes.
-    t = makeTable(connection, parent, QStringLiteral("t_fault_code"),
-                  QStringLiteral("FAULT_CODE_SELECT"), QStringLiteral("FAULT_CODE_UPDATE"),
-                  QStringLiteral("FAULT_CODE_INSERT"), QStringLiteral("FAULT_CODE_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    t->addColumn(QStringLiteral("c_name"), String, true, QStringLiteral("Код"), 0, 120);
-    t->addColumn(QStringLiteral("c_description"), String, true, QStringLiteral("Описание"), 0, 100,
-                 QVariant(), 64);
-    hidden(t, QStringLiteral("id_type"), LongLong, 0, 0, 2);
-    hidden(t, QStringLiteral("n_version"), Int);
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
-
-    // 10. Serial numbers (S1).
-    t = makeTable(connection, parent, QStringLiteral("t_serial"),
-                  QStringLiteral("SELECT id, c_serial, id_plan_order FROM "
-                                 "docs.t_production_group_content;"),
-                  QString(), QString(), QString(), true);
-    document->addTable(t);
-
-    // 11. Quality-control works that may have caused the defect (S2).
-    t = makeTable(
-        connection, parent, QStringLiteral("t_reasons"),
-        QStringLiteral("SELECT (r.id IS NOT NULL) AS v, qcw.id, qcw.c_reason, qcw.d_start, "
-                       "qcw.d_end FROM qms.t_quality_control_works qcw LEFT JOIN "
-                       "qms.tl_quality_control_works_reject r ON r.id_quality_control_works = "
-                       "qcw.id AND r.id_process_exam = :id_process_exam WHERE qcw.id_fault_code "
-                       "= :id_fault_code ;"),
-        QString(), QString(), QString(), true);
-    t->addColumn(QStringLiteral("v"), Bool, true, QStringLiteral("v"), 0, 50);
-    t->addColumn(QStringLiteral("c_reason"), String, true, QStringLiteral("Причина"), 0, 600);
-    t->addColumn(QStringLiteral("d_start"), Date, true, QStringLiteral("Начат"), 0, 100);
-    t->addColumn(QStringLiteral("d_end"), Date, true, QStringLiteral("Закрыт"), 0, 100);
-    hidden(t, QStringLiteral("id"), LongLong);
-    document->addTable(t);
-
-    // 12. Production works that may have caused the defect (S3).
-    t = makeTable(
-        connection, parent, QStringLiteral("t_executor"),
-        QStringLiteral("SELECT (r.id IS NOT NULL) AS v, pw.id, pw.id_process_technology, "
-                       "pt.c_name, pw.id_user, u.c_name AS c_user, pw.n_qty, pw.c_description "
-                       "FROM prod.t_process_work pw JOIN inv.v_process_technology pt ON pt.id = "
-                       "pw.id_process_technology JOIN sys.t_user u ON u.id = pw.id_user LEFT "
-                       "JOIN prod.tl_process_work_reject r ON r.id_process_work = pw.id AND "
-                       "r.id_process_exam = :id_process_exam WHERE pw.id_plan = :id_plan ;"),
-        QString(), QString(), QString(), true);
-    t->addColumn(QStringLiteral("v"), Bool, true, QStringLiteral("v"), 0, 50);
-    t->addColumn(QStringLiteral("c_name"), String, true, QStringLiteral("Техпроцесс"), 0, 500);
-    t->addColumn(QStringLiteral("c_user"), String, true, QStringLiteral("Работник"), 0, 300);
-    t->addColumn(QStringLiteral("c_description"), String, true, QStringLiteral("Описание"), 0, 300);
-    t->addColumn(QStringLiteral("n_qty"), Date, true, QStringLiteral("Кол"), 0, 100);
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_process_technology"), LongLong);
-    hidden(t, QStringLiteral("id_user"), LongLong);
-    document->addTable(t);
-
-    // 13. Links of a defect to production works.
-    t = makeTable(connection, parent, QStringLiteral("t_process_work_reject"),
-                  QStringLiteral("PROCESS_WORK_REJECT_SELECT"), QString(),
-                  QStringLiteral("PROCESS_WORK_REJECT_INSERT"),
-                  QStringLiteral("PROCESS_WORK_REJECT_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_process_exam"), LongLong);
-    hidden(t, QStringLiteral("id_process_work"), LongLong);
-    document->addTable(t);
-
-    // 14. Links of a defect to quality-control works.
-    t = makeTable(connection, parent, QStringLiteral("t_quality_control_works_reject"),
-                  QStringLiteral("QUALITY_CONTROL_WORKS_REJECT_SELECT"), QString(),
-                  QStringLiteral("QUALITY_CONTROL_WORKS_REJECT_INSERT"),
-                  QStringLiteral("QUALITY_CONTROL_WORKS_REJECT_DELETE"));
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_process_exam"), LongLong);
-    hidden(t, QStringLiteral("id_quality_control_works"), LongLong);
-    document->addTable(t);
-
-    // 15. Users who may be notified (S4).
-    t = makeTable(
-        connection, parent, QStringLiteral("t_notification"),
-        QStringLiteral("SELECT DISTINCT u.id, u.c_name, (rn.id_user IS NOT NULL) AS v FROM "
-                       "sys.tl_user_access_right ur JOIN sys.t_user u ON u.id = ur.id_user JOIN "
-                       "sys.t_access_right r ON r.id = ur.id_access_right LEFT JOIN "
-                       "qms.tl_reject_notification rn ON rn.id_user = u.id AND "
-                       "rn.id_process_exam = :id_process_exam WHERE r.c_sys_name = "
-                       "'REJECT_NOTIFICATION' ORDER BY u.c_name;"),
-        QString(), QString(), QString(), true);
-    t->addColumn(QStringLiteral("v"), Bool, true, QStringLiteral("v"), 0, 50);
-    t->addColumn(QStringLiteral("c_name"), String, true, QStringLiteral("Пользователь"), 0, 500,
-                 QVariant(), 64);
-    hidden(t, QStringLiteral("id"), LongLong);
-    document->addTable(t);
-
-    // 16. Users notified of a defect.
-    t = makeTable(connection, parent, QStringLiteral("t_reject_notification"),
-                  QStringLiteral("REJECT_NOTIFICATION_SELECT"), QString(),
-                  QStringLiteral("REJECT_NOTIFICATION_INSERT"),
-                  QStringLiteral("REJECT_NOTIFICATION_DELETE"));
-    document->addTable(t);
-
-    // 17. Customer appeals about the same product and serial number (S5).
-    t = makeTable(
-        connection, parent, QStringLiteral("t_customer_appeal"),
-        QStringLiteral("SELECT ca.id, ca.id_contractor, c.c_name AS c_contractor, ca.d_date, "
-                       "ca.c_text FROM qms.t_customer_appeal ca JOIN "
-                       "docs.t_production_group_content pgc ON pgc.id = "
-                       "ca.id_production_group_content JOIN docs.t_plan_order po ON po.id = "
-                       "pgc.id_plan_order JOIN jur.t_contractor c ON c.id = ca.id_contractor "
-                       "WHERE po.id_prod_ver = :id_version AND pgc.c_serial = :c_serial ORDER BY "
-                       "ca.d_date;"),
-        QString(), QString(), QString(), true);
-    t->addColumn(QStringLiteral("c_contractor"), String, true, QStringLiteral("Контрагент"), 0,
-                 300);
-    t->addColumn(QStringLiteral("d_date"), Date, true, QStringLiteral("Дата"), 0, 200);
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_contractor"), LongLong);
-    hidden(t, QStringLiteral("c_text"), String);
-    document->addTable(t);
-
-    // 18. Files of a customer appeal.
-    t = makeTable(connection, parent, QStringLiteral("t_file_customer_appeal"),
-                  QStringLiteral("FILE_OWNER_SELECT"), QString(), QString(), QString());
-    t->addColumn(QStringLiteral("c_comment"), String, true, QStringLiteral("Описание"), 0, 500);
-    t->addColumn(QStringLiteral("c_file"), String, true, QStringLiteral("Файл"), 0, 300);
-    t->addColumn(QStringLiteral("n_size"), LongLong, true, QStringLiteral("Размер(кБ)"), 0, 120);
-    t->addColumn(QStringLiteral("id_creator"), LongLong, true, QStringLiteral("Подпись"), 0, 150);
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    hidden(t, QStringLiteral("n_crc"), LongLong);
-    hidden(t, QStringLiteral("c_table"), String);
-    hidden(t, QStringLiteral("n_key"), LongLong);
-    document->addTable(t);
-
-    // 19. The repair plan raised from a defect.
-    t = makeTable(connection, parent, QStringLiteral("t_plan_order_repair"), QString(), QString(),
-                  QStringLiteral("PLAN_ORDER_INSERT"), QString());
-    hidden(t, QStringLiteral("id"), LongLong, -1);
-    hidden(t, QStringLiteral("c_coment"), String);
-    hidden(t, QStringLiteral("id_unit"), LongLong);
-    hidden(t, QStringLiteral("id_prod_ver"), LongLong);
-    hidden(t, QStringLiteral("id_type"), LongLong);
-    hidden(t, QStringLiteral("n_priority"), LongLong);
-    hidden(t, QStringLiteral("n_qnt"), Int);
-    hidden(t, QStringLiteral("d_shipment_plan"), Date);
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
-
-    // 20. Items requested for the repair plan.
-    t = makeTable(
-        connection, parent, QStringLiteral("t_store_order_content"),
-        QStringLiteral("PLAN_ORDER_CONTENT_SELECT"), QStringLiteral("PLAN_ORDER_CONTENT_UPDATE"),
-        QStringLiteral("PLAN_ORDER_CONTENT_INSERT"), QStringLiteral("PLAN_ORDER_CONTENT_DELETE"));
-    t->addColumn(QStringLiteral("c_name"), String, true,
-                 QStringLiteral("Наименование семейства элемента"), 0, 400, QVariant(), 64);
-    t->addColumn(QStringLiteral("n_qnt_require"), Double, true, QStringLiteral("Требуемое кол-во"),
-                 0, 180);
-    t->addColumn(QStringLiteral("n_qnt_giveout"), Double, false, QStringLiteral("Выдано"), 0, 180);
-    t->addColumn(QStringLiteral("n_qnt_giveout"), Double, false, QStringLiteral("На складе"), 0,
-                 180);
-    hidden(t, QStringLiteral("id"), LongLong);
-    hidden(t, QStringLiteral("id_item_family"), LongLong);
-    hidden(t, QStringLiteral("id_store_order"), LongLong);
-    hidden(t, QStringLiteral("n_version"), Int);
-    document->addTable(t);
-
-    // 21.-23. Item families, item types, families in store.
-    t = makeTable(connection, parent, QStringLiteral("t_item_family"),
-                  QStringLiteral("ALL_ITEM_FAMILY_SELECT"), QString(), QString(), QString());
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
-    t = makeTable(connection, parent, QStringLiteral("t_item_type"),
-                  QStringLiteral("ALL_ITEM_TYPE_SELECT"), QString(), QString(), QString());
-    t->setKeyField(QStringLiteral("id"));
-    document->addTable(t);
-    t = makeTable(connection, parent, QStringLiteral("t_family_in_store"),
-                  QStringLiteral("FAMILY_IN_STORAGE_SELECT"), QString(), QString(), QString());
-    document->addTable(t);
-
+// The master/detail key links and the order in which a commit writes the tables.
+void addLinks(QDataSet *document)
+{
     const QString exam = QStringLiteral("t_process_exam");
     const QString repair = QStringLiteral("t_plan_order_repair");
     const QString id = QStringLiteral("id");
@@ -355,4 +281,72 @@ void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObj
          QStringLiteral("t_process_exam_pics"), QStringLiteral("t_process_work_reject"),
          QStringLiteral("t_quality_control_works_reject"),
          QStringLiteral("t_reject_notification")});
+}
+
+} // namespace
+
+QIcon *RejectsDocument::photoIcon()
+{
+    static QIcon icon(QStringLiteral(":/Icons/PHOTO"));
+    return &icon;
+}
+
+const QVector<ColumnDecl> &RejectsDocument::registerColumns()
+{
+    static const QVector<ColumnDecl> columns = {
+        {"id", LongLong, false, nullptr, 100, 0, -1},
+        {"n_pics", UInt, true, nullptr, 40, cfFixedWidth | cfPictureCount, 0, QVariant(),
+         QT_TR_NOOP("Есть прикрепленные изображения"), photoIcon()},
+        {"d_create", DateTime, true, QT_TR_NOOP("Дата"), 120},
+        {"c_name", String, true, QT_TR_NOOP("№ документа"), 100, 0, 0,
+         QVariant(QString::fromUtf8(QT_TR_NOOP("Новый дефект")))},
+        {"c_plan_order", String, true, QT_TR_NOOP("План"), 100},
+        {"c_version", String, true, QT_TR_NOOP("Изделие"), 200, cfValueIndex},
+        {"c_exam_stage", String, true, QT_TR_NOOP("Этап отбора"), 200, cfValueIndex},
+        {"c_serial", String, true, QT_TR_NOOP("Серийный №"), 100},
+        {"c_fault", String, true, QT_TR_NOOP("Код дефекта"), 100},
+        {"c_description", String, true, QT_TR_NOOP("Описание"), 250},
+        {"c_status", String, true, QT_TR_NOOP("Статус"), 150, cfValueIndex},
+        {"c_solution", String, true, QT_TR_NOOP("Решение"), 250, cfStretch | cfValueIndex},
+        {"b_reject", Bool, true, QT_TR_NOOP("Забракован"), 50, cfFitContents, 0, false},
+        {"id_plan_order", LongLong},
+        {"id_product_version", LongLong},
+        {"id_fault", LongLong},
+        {"id_production_group_content", LongLong},
+        {"c_exam_stage_sys_name", String},
+        {"b_reaction", Bool},
+        {"c_creator", String},
+        {"id_plan_order_repair", LongLong},
+        {"c_plan_order_repair", String},
+        // The row version the database checks on every save (concurrent changes).
+        {"n_version", Int},
+    };
+    return columns;
+}
+
+void RejectsDocument::addColumns(QDataTable *table, const QVector<ColumnDecl> &columns)
+{
+    auto text = [](const char *source) { return source ? tr(source) : QString(); };
+    for (const ColumnDecl &c : columns) {
+        QVariant defaultValue = c.defaultValue;
+        if (defaultValue.userType() == QMetaType::QString) // a text default is shown: translated
+            defaultValue = tr(defaultValue.toString().toUtf8().constData());
+        table->addColumn(QString::fromLatin1(c.name), c.type, c.shown, text(c.header), c.step,
+                         c.width, defaultValue, c.flags, text(c.toolTip), c.icon);
+    }
+}
+
+void RejectsDocument::build(QDataSet *document, QSqlConnection *connection, QObject *parent)
+{
+    const Builder builder{document, connection, parent};
+    addRegister(builder);
+    addDiscussion(builder);
+    addProduction(builder);
+    addPictures(builder);
+    addFaults(builder);
+    addCauses(builder);
+    addNotifications(builder);
+    addCustomerAppeals(builder);
+    addRepair(builder);
+    addLinks(document);
 }

@@ -2,9 +2,31 @@
 
 #include "rejects_global.h"
 
+#include <QCoreApplication>
+#include <QVariant>
+
 class QDataSet;
+class QDataTable;
+class QIcon;
 class QObject;
 class QSqlConnection;
+
+// One column in a table of columns (one QDataTable::addColumn each, in order).
+// Texts are untranslated (QT_TR_NOOP): header, tool tip and a text default are
+// translated when the column is added. A hidden column needs no header.
+struct ColumnDecl
+{
+    const char *name;
+    int type; // QVariant::Type
+    bool shown = false;
+    const char *header = nullptr;
+    int width = 100;
+    int flags = 0; // colFlag values (colinfo.h)
+    int step = 0;
+    QVariant defaultValue = QVariant();
+    const char *toolTip = nullptr;
+    QIcon *icon = nullptr; // not owned
+};
 
 // The module's document: one QDataSet of 23 tables (the defect register
 // "t_process_exam", its details, look-ups and the repair plan tables), seven
@@ -15,10 +37,19 @@ class QSqlConnection;
 // selects it sets.
 class RejectsDocument
 {
+    Q_DECLARE_TR_FUNCTIONS(RejectsDocument)
 public:
     // Adds the tables, each made as QDataTable(name, connection, tableParent),
     // the links and the changing order to `document`.
     static void build(QDataSet *document, QSqlConnection *connection, QObject *tableParent);
+
+    // The columns of the defect register "t_process_exam", declared once: the
+    // document's table and the defects dialog (RejectDialog) read them.
+    static const QVector<ColumnDecl> &registerColumns();
+    // Adds `columns` to `table`, in order.
+    static void addColumns(QDataTable *table, const QVector<ColumnDecl> &columns);
+    // The header icon of the picture-count column.
+    static QIcon *photoIcon();
 };
 
 // Exported entry point: builds the document once, over the application's
