@@ -25,6 +25,7 @@
 #include <QLibrary>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QProcess>
 #include <QPushButton>
 #include <QSqlQuery>
 #include <QStandardItemModel>
@@ -111,6 +112,7 @@ private slots:
     void editor_decisionButtons_followRights();
     void editor_savingTwice_addsNoDuplicateLink();
     void editor_concurrentSave_refusedNamingTheOther();
+    void editor_saveWhileServerGone_keepsEditsForTheNextSave();
     void editor_eventOfAnotherModule_opensTheDefect();
     void host_f1_opensGuideAtContext_data();
     void host_f1_opensGuideAtContext();
@@ -846,6 +848,36 @@ void tst_Editor::editor_concurrentSave_refusedNamingTheOther()
             .toString(),
         QStringLiteral("правка первого"));
     frameButton(module, QDialogButtonBox::Cancel)->click();
+}
+
+void tst_Editor::editor_saveWhileServerGone_keepsEditsForTheNextSave()
+{
+    const QString restart = qEnvironmentVariable("REJECTS_PG_RESTART");
+    if (restart.isEmpty())
+        QSKIP("scripts/test gives the command that restarts the test cluster");
+    startHost();
+    QVERIFY(module);
+    const qint64 id = defects()->getField(QStringLiteral("id"), 1).toLongLong();
+    selectDefect(id);
+    const QString text = QStringLiteral("записано после перезапуска сервера");
+    editor->ui->teDescr->setPlainText(text);
+    QSignalSpy restored(appConnection(), &QSqlConnection::connectionRestored);
+    QCOMPARE(QProcess::execute(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), restart}), 0);
+
+    ModalResponder modal;
+    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+    apply();
+    QCOMPARE(modal.pending(), 0);
+    QCOMPARE(editor->ui->teDescr->toPlainText(), text);
+    QVERIFY(applyEnabled());
+
+    QTRY_VERIFY_WITH_TIMEOUT(restored.count() >= 1, 20000);
+    apply();
+    QVERIFY2(modal.messages().size() == 1, qPrintable(modal.messages().join(QLatin1Char('\n'))));
+    QVERIFY(!applyEnabled());
+    const QString stored =
+        QStringLiteral("SELECT c_description FROM docs.t_process_exam WHERE id = %1");
+    QCOMPARE(dbValue(stored.arg(id)).toString(), text);
 }
 
 void tst_Editor::editor_eventOfAnotherModule_opensTheDefect()
