@@ -1,11 +1,15 @@
 #pragma once
 
 #include "rejects_global.h"
+#include "spelldictionary.h"
 
-class QMenu;
+#include <QAction>
+#include <QContextMenuEvent>
+#include <QMenu>
+#include <QScopedPointer>
+#include <QTextCursor>
+
 class QObject;
-class QTextCursor;
-class SpellDictionary;
 
 // The spelling part of an editor's context menu, shared by the spell-checking
 // editors.
@@ -21,4 +25,43 @@ public:
     // Returns whether the word was misspelt.
     static bool addSpellActions(QMenu *menu, QTextCursor *cursor, const SpellDictionary &dictionary,
                                 QObject *editor);
+
+    // What SpellTextEdit and SpellPlainTextEdit do alike; `Edit` is QTextEdit
+    // or QPlainTextEdit.
+
+    // Replaces the word under the editor's text cursor with the suggestion
+    // carried by `action`.
+    template <class Edit> static void correctWord(Edit *edit, const QAction *action)
+    {
+        QTextCursor cursor = edit->textCursor();
+        if (!action || SpellDictionary::selectWord(&cursor).isEmpty())
+            return;
+        cursor.insertText(action->data().toString());
+        edit->setTextCursor(cursor);
+    }
+
+    // Accepts the word under the editor's text cursor in `dictionary`; the
+    // word, or empty when there is none.
+    template <class Edit> static QString ignoreWord(Edit *edit, SpellDictionary &dictionary)
+    {
+        QTextCursor cursor = edit->textCursor();
+        const QString word = SpellDictionary::selectWord(&cursor);
+        if (!word.isEmpty())
+            dictionary.add(word);
+        return word;
+    }
+
+    // The editor's standard context menu with the spelling actions on top
+    // (only in an editable editor), shown at the event's position.
+    template <class Edit>
+    static void exec(Edit *edit, QContextMenuEvent *event, const SpellDictionary &dictionary)
+    {
+        QScopedPointer<QMenu> menu(edit->createStandardContextMenu(event->pos()));
+        QTextCursor cursor = edit->cursorForPosition(event->pos());
+        if (!edit->isReadOnly() && addSpellActions(menu.data(), &cursor, dictionary, edit)) {
+            cursor.clearSelection();
+            edit->setTextCursor(cursor);
+        }
+        menu->exec(event->globalPos());
+    }
 };

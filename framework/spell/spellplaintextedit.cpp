@@ -3,11 +3,6 @@
 #include "highlighter.h"
 #include "spellmenu.h"
 
-#include <QAction>
-#include <QContextMenuEvent>
-#include <QMenu>
-#include <QScopedPointer>
-
 SpellPlainTextEdit::SpellPlainTextEdit(QWidget *parent, const QString &dictionaryPath)
     : QPlainTextEdit(parent)
     , m_dictionary(dictionaryPath)
@@ -29,12 +24,7 @@ QStringList SpellPlainTextEdit::getWordPropositions(const QString &word) const
 
 void SpellPlainTextEdit::correctWord()
 {
-    auto *action = qobject_cast<QAction *>(sender());
-    QTextCursor cursor = textCursor();
-    if (!action || SpellDictionary::selectWord(&cursor).isEmpty())
-        return;
-    cursor.insertText(action->data().toString());
-    setTextCursor(cursor);
+    SpellMenu::correctWord(this, qobject_cast<QAction *>(sender()));
 }
 
 void SpellPlainTextEdit::slot_addWord(QString word)
@@ -44,23 +34,14 @@ void SpellPlainTextEdit::slot_addWord(QString word)
 
 void SpellPlainTextEdit::slot_ignoreWord()
 {
-    QTextCursor cursor = textCursor();
-    const QString word = SpellDictionary::selectWord(&cursor);
-    if (word.isEmpty())
-        return;
-    m_dictionary.add(word);
-    emit addWord(word);
+    const QString word = SpellMenu::ignoreWord(this, m_dictionary);
+    if (!word.isEmpty())
+        emit addWord(word);
 }
 
 void SpellPlainTextEdit::contextMenuEvent(QContextMenuEvent *event)
 {
-    QScopedPointer<QMenu> menu(createStandardContextMenu(event->pos()));
-    QTextCursor cursor = cursorForPosition(event->pos());
-    if (!isReadOnly() && SpellMenu::addSpellActions(menu.data(), &cursor, m_dictionary, this)) {
-        cursor.clearSelection();
-        setTextCursor(cursor);
-    }
-    menu->exec(event->globalPos());
+    SpellMenu::exec(this, event, m_dictionary);
 }
 
 void SpellPlainTextEdit::focusOutEvent(QFocusEvent *event)

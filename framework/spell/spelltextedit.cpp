@@ -3,11 +3,6 @@
 #include "highlighter.h"
 #include "spellmenu.h"
 
-#include <QAction>
-#include <QContextMenuEvent>
-#include <QMenu>
-#include <QScopedPointer>
-
 SpellTextEdit::SpellTextEdit(QWidget *parent, const QString &dictionaryPath)
     : QTextEdit(parent)
     , m_dictionary(dictionaryPath)
@@ -29,12 +24,7 @@ QStringList SpellTextEdit::getWordPropositions(const QString &word) const
 
 void SpellTextEdit::correctWord()
 {
-    auto *action = qobject_cast<QAction *>(sender());
-    QTextCursor cursor = textCursor();
-    if (!action || SpellDictionary::selectWord(&cursor).isEmpty())
-        return;
-    cursor.insertText(action->data().toString());
-    setTextCursor(cursor);
+    SpellMenu::correctWord(this, qobject_cast<QAction *>(sender()));
 }
 
 void SpellTextEdit::slot_addWord(QString word)
@@ -44,23 +34,14 @@ void SpellTextEdit::slot_addWord(QString word)
 
 void SpellTextEdit::slot_ignoreWord()
 {
-    QTextCursor cursor = textCursor();
-    const QString word = SpellDictionary::selectWord(&cursor);
-    if (word.isEmpty())
-        return;
-    m_dictionary.add(word);
-    emit addWord(word);
+    const QString word = SpellMenu::ignoreWord(this, m_dictionary);
+    if (!word.isEmpty())
+        emit addWord(word);
 }
 
 void SpellTextEdit::contextMenuEvent(QContextMenuEvent *event)
 {
-    QScopedPointer<QMenu> menu(createStandardContextMenu(event->pos()));
-    QTextCursor cursor = cursorForPosition(event->pos());
-    if (!isReadOnly() && SpellMenu::addSpellActions(menu.data(), &cursor, m_dictionary, this)) {
-        cursor.clearSelection();
-        setTextCursor(cursor);
-    }
-    menu->exec(event->globalPos());
+    SpellMenu::exec(this, event, m_dictionary);
 }
 
 void SpellTextEdit::focusOutEvent(QFocusEvent *event)
