@@ -7,12 +7,14 @@
 #include "recordhelpers.h"
 #include "scriptbridge.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QImage>
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QSaveFile>
@@ -382,4 +384,13 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
     }
     *content = data;
     return true;
+}
+
+QByteArray imagePng(const QImage &image)
+{
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
 }

@@ -7,6 +7,7 @@
 #include <QString>
 
 class QDataTable;
+class QImage;
 class QWidget;
 
 // File storage: every attached file is stored once, under its name, which is
@@ -105,3 +106,7 @@ REJECTS_EXPORT bool tryDeleteStoredFile(const QString &directory, const QString 
 REJECTS_EXPORT bool readFileContent(const QString &path, QByteArray *content,
                                     QWidget *parent = nullptr);
 REJECTS_EXPORT qint64 maxAttachmentSize();
+
+// The image as the bytes of a PNG file: what a photo or a pasted picture is
+// stored as.
+REJECTS_EXPORT QByteArray imagePng(const QImage &image);

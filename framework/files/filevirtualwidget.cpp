@@ -15,7 +15,6 @@
 #include "ui_filewidget.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QClipboard>
 #include <QDateTime>
 #include <QDir>
@@ -59,15 +58,6 @@ const int creatorColumn = 3;
 QString stamp()
 {
     return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm-ss"));
-}
-
-QByteArray pngBytes(const QImage &image)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
 }
 
 } // namespace
@@ -346,7 +336,7 @@ bool FileVirtualWidget::addPhoto()
     }
     if (dialog.exec() != QDialog::Accepted || !dialog.getImage() || dialog.getImage()->isNull())
         return false;
-    return addFileContent(pngBytes(*dialog.getImage()),
+    return addFileContent(imagePng(*dialog.getImage()),
                           QStringLiteral("%1_photo.png").arg(stamp()));
 }
 
@@ -377,7 +367,7 @@ bool FileVirtualWidget::pasteFromClipboard()
     preview.setImage(image);
     if (preview.exec() != QDialog::Accepted)
         return false;
-    return addFileContent(pngBytes(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
+    return addFileContent(imagePng(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
 }
 
 void FileVirtualWidget::addImageToClipboard()

@@ -8,7 +8,6 @@
 #include "ui_picsdialog.h"
 
 #include <QApplication>
-#include <QBuffer>
 #include <QClipboard>
 #include <QDateTime>
 #include <QFileDialog>
@@ -24,15 +23,6 @@ namespace {
 QString stamp()
 {
     return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm"));
-}
-
-QByteArray pngBytes(const QImage &image)
-{
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return bytes;
 }
 
 } // namespace
@@ -161,7 +151,7 @@ void PicsDialog::on_btPhoto_clicked()
     }
     if (dialog.exec() != QDialog::Accepted || !dialog.getImage() || dialog.getImage()->isNull())
         return;
-    addPicture(pngBytes(*dialog.getImage()), QStringLiteral("%1_photo.png").arg(stamp()));
+    addPicture(imagePng(*dialog.getImage()), QStringLiteral("%1_photo.png").arg(stamp()));
 }
 
 void PicsDialog::on_buttonClipboard_clicked()
@@ -174,7 +164,7 @@ void PicsDialog::on_buttonClipboard_clicked()
     PreviewImageDialog preview(this);
     preview.setImage(image);
     if (preview.exec() == QDialog::Accepted)
-        addPicture(pngBytes(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
+        addPicture(imagePng(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
 }
 
 void PicsDialog::on_buttonOpen_clicked()
