@@ -140,11 +140,10 @@ void TestDb::selects_findTheDemoRows_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QVariantMap>("params");
     QTest::addColumn<int>("minRows");
+    const QVariantMap none;
     const QVariantMap ofDefect{{"id_process_exam", defect("После прогона 24 ч")}};
-    QTest::newRow("ITEM_FAMILY_BY_UNIT_SELECT")
-        << "ITEM_FAMILY_BY_UNIT_SELECT" << QVariantMap() << 8;
-    QTest::newRow("plans for a defect, all")
-        << "PLAN_ORDER_FOR_REJECT_SELECT" << QVariantMap() << 6;
+    QTest::newRow("ITEM_FAMILY_BY_UNIT_SELECT") << "ITEM_FAMILY_BY_UNIT_SELECT" << none << 8;
+    QTest::newRow("plans for a defect, all") << "PLAN_ORDER_FOR_REJECT_SELECT" << none << 6;
     QTest::newRow("plans for a defect, unit, version, serial")
         << "PLAN_ORDER_FOR_REJECT_SELECT"
         << QVariantMap{{"id_unit", value("SELECT id FROM prod.t_reference_units "
@@ -173,12 +172,12 @@ void TestDb::selects_findTheDemoRows_data()
     QTest::newRow("REJECT_NOTIFICATION_SELECT")
         << "REJECT_NOTIFICATION_SELECT" << QVariantMap{{"id_process_exam", defect("Рекламация")}}
         << 1;
-    QTest::newRow("ALL_ITEM_FAMILY_SELECT") << "ALL_ITEM_FAMILY_SELECT" << QVariantMap() << 10;
-    QTest::newRow("ALL_ITEM_TYPE_SELECT") << "ALL_ITEM_TYPE_SELECT" << QVariantMap() << 7;
-    QTest::newRow("FAMILY_IN_STORAGE_SELECT") << "FAMILY_IN_STORAGE_SELECT" << QVariantMap() << 10;
-    QTest::newRow("TYPES_FOR_PRODUCTS_SELECT") << "TYPES_FOR_PRODUCTS_SELECT" << QVariantMap() << 4;
-    QTest::newRow("PRODUCT_SELECT") << "PRODUCT_SELECT" << QVariantMap() << 6;
-    QTest::newRow("PRODUCT_VERSION_SELECT") << "PRODUCT_VERSION_SELECT" << QVariantMap() << 8;
+    QTest::newRow("ALL_ITEM_FAMILY_SELECT") << "ALL_ITEM_FAMILY_SELECT" << none << 10;
+    QTest::newRow("ALL_ITEM_TYPE_SELECT") << "ALL_ITEM_TYPE_SELECT" << none << 7;
+    QTest::newRow("FAMILY_IN_STORAGE_SELECT") << "FAMILY_IN_STORAGE_SELECT" << none << 10;
+    QTest::newRow("TYPES_FOR_PRODUCTS_SELECT") << "TYPES_FOR_PRODUCTS_SELECT" << none << 4;
+    QTest::newRow("PRODUCT_SELECT") << "PRODUCT_SELECT" << none << 6;
+    QTest::newRow("PRODUCT_VERSION_SELECT") << "PRODUCT_VERSION_SELECT" << none << 8;
 }
 
 void TestDb::selects_findTheDemoRows()
@@ -201,10 +200,13 @@ void TestDb::writes_returnTheStoredRow_data()
     QTest::addColumn<QString>("fields");
     QTest::addColumn<QString>("expected");
     const qlonglong open = defect("Смещение дросселя");
-    // An update given only some fields keeps the others.
-    const QString decision =
-        QStringLiteral("c_status|c_solution|b_reject|?d_solution|c_description");
-    const QString kept = QStringLiteral("|Смещение дросселя L2 относительно контактных площадок.");
+    // An update given only some fields keeps the others as they were.
+    const QString decision = QStringLiteral(
+        "c_status|c_solution|b_reject|?d_solution|c_description|c_exam_stage|c_fault|c_serial");
+    const QString kept = "|" + value("SELECT concat_ws('|', c_description, c_exam_stage, c_fault, "
+                                     "c_serial) FROM docs.v_process_exam WHERE id = " +
+                                     QString::number(open))
+                                   .toString();
     const auto decide = [open](const char *solution, bool reject, bool reaction) {
         return QVariantMap{
             {"id", open}, {"c_solution", solution}, {"b_reject", reject}, {"b_reaction", reaction}};
