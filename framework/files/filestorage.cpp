@@ -10,6 +10,7 @@
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
@@ -73,21 +74,73 @@ QByteArray databaseContent(const QString &fileName, bool help)
     return query.isActive() && query.isValid() ? query.value(0).toByteArray() : QByteArray();
 }
 
-QSqlRecord findStoredFile(const char *sql, const QVariant &value)
+// The first lrg.t_file row the statement finds; `answered` says whether the
+// database could be asked at all (an empty record then means "none").
+QSqlRecord findStoredFile(const char *sql, const QVariant &value, bool *answered = nullptr)
 {
     QSqlConnection *connection = appConnection();
-    if (!connection)
-        return QSqlRecord();
-    QSqlQuery query = connection->execScript(QLatin1String(sql), QList<QVariant>{value});
+    QSqlQuery query;
+    if (connection)
+        query = connection->execScript(QLatin1String(sql), QList<QVariant>{value});
+    if (answered)
+        *answered = query.isActive() && query.isSelect();
     if (!query.isActive() || !query.isSelect() || !query.isValid())
         return QSqlRecord();
     return query.record();
+}
+
+// Tells the user that the file could not be stored, with the database's
+// reason.
+void tellNotStored(const QString &name)
+{
+    QSqlConnection *connection = appConnection();
+    QMessageBox::warning(nullptr, tr("Внимание"),
+                         tr("Файл %1 не сохранен.\n%2")
+                             .arg(name, connection ? connection->lastErrorText() : QString()));
+}
+
+bool writeWhole(const QString &path, const QByteArray &content)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    const bool written = file.write(content) == content.size() && file.flush();
+    file.close();
+    return written;
 }
 
 QString askDirectory()
 {
     return QFileDialog::getExistingDirectory(nullptr, tr("Извлечь вложение"), QString(),
                                              QFileDialog::ShowDirsOnly);
+}
+
+// Where a file is extracted to: the temporary directory, or one the user
+// chooses; empty when the user cancels.
+QString extractTarget(const QString &fileName, bool ask)
+{
+    if (!ask)
+        return QDir(QDir::tempPath()).filePath(fileName);
+    const QString directory = askDirectory();
+    return directory.isEmpty() ? QString() : QDir(directory).filePath(fileName);
+}
+
+// The bytes of a row added since the table was saved; empty for any other.
+QByteArray pendingContent(QDataTable *table, int row)
+{
+    if (table->getRowState(row) != rsInserted)
+        return QByteArray();
+    return table->getField(QStringLiteral("bl_file"), row).toByteArray();
+}
+
+// Extracts the file of a row into `target` (see getRowFile).
+bool extractRowFile(QDataTable *table, int row, const QString &target, bool help)
+{
+    const QString name = table->getField(QStringLiteral("c_file"), row).toString();
+    const QByteArray pending = pendingContent(table, row);
+    if (!pending.isEmpty())
+        return writeWhole(target, pending);
+    return extractStoredFile(name, target, help);
 }
 
 quint32 crcTableEntry(quint32 index)
@@ -178,29 +231,39 @@ bool extractStoredFile(const QString &fileName, const QString &target, bool help
         QMessageBox::warning(nullptr, tr("Внимание!"), tr("Файл %1 не найден").arg(fileName));
         return false;
     }
-    QFile file(target);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    file.write(content);
-    file.flush();
-    file.close();
-    return true;
+    return writeWhole(target, content);
 }
 
 QString getFileFromBase(QString fileName, bool askForDirectory, bool help)
 {
-    QString target = QDir(QDir::tempPath()).filePath(fileName);
-    if (askForDirectory) {
-        const QString directory = askDirectory();
-        if (directory.isEmpty())
-            return QString();
-        target = QDir(directory).filePath(fileName);
-    }
-    if (!extractStoredFile(fileName, target, help))
+    const QString target = extractTarget(fileName, askForDirectory);
+    if (target.isEmpty() || !extractStoredFile(fileName, target, help))
         return QString();
     if (!askForDirectory)
         openWithDefaultApp(target);
     return target;
+}
+
+QString getFileFromContent(QString fileName, const QByteArray &content, bool askForDirectory)
+{
+    const QString target = extractTarget(fileName, askForDirectory);
+    if (target.isEmpty() || !writeWhole(target, content))
+        return QString();
+    if (!askForDirectory)
+        openWithDefaultApp(target);
+    return target;
+}
+
+QString getRowFile(QDataTable *table, int row, bool askForDirectory)
+{
+    if (!table || row < 0 || row >= table->rowCount())
+        return QString();
+    const QString name = table->getField(QStringLiteral("c_file"), row).toString();
+    const QByteArray pending = pendingContent(table, row);
+    if (name.isEmpty())
+        return QString();
+    return pending.isEmpty() ? getFileFromBase(name, askForDirectory, false)
+                             : getFileFromContent(name, pending, askForDirectory);
 }
 
 void loadFileAllFromBase(QDataTable *table, bool help)
@@ -225,7 +288,7 @@ void loadFileAllFromBase(QDataTable *table, bool help)
     for (int row = 0; row < table->rowCount(); ++row) {
         const QString name = table->getField(QStringLiteral("c_file"), row).toString();
         if (!name.isEmpty())
-            extractStoredFile(name, QDir(directory).filePath(name), help);
+            extractRowFile(table, row, QDir(directory).filePath(name), help);
     }
     QMessageBox::information(nullptr, tr("Загрузка файлов"), tr("Файлы сохранены"));
 }
@@ -280,7 +343,14 @@ QSqlRecord findStoredFileByName(const QString &name)
 StoreResult storeFileContent(const QString &directory, const QString &name,
                              const QByteArray &content)
 {
-    const QSqlRecord stored = findStoredFileByName(name);
+    bool answered = false;
+    const QSqlRecord stored =
+        findStoredFile("SELECT * FROM lrg.t_file WHERE c_file = :1 ;", name, &answered);
+    if (!answered) {
+        // A lost server would make every name look new: nothing is touched.
+        tellNotStored(name);
+        return srFailed;
+    }
     if (!stored.isEmpty() && !storedContentEquals(stored, directory, content)) {
         QMessageBox::warning(nullptr, tr("Внимание"),
                              tr("В хранилище уже есть другой файл с именем %1.\n"
@@ -306,7 +376,10 @@ StoreResult storeFileContent(const QString &directory, const QString &name,
         return srNameRefused;
     const QSqlQuery query =
         runScript(QStringLiteral("FILE_BYTEA_INSERT"), QList<QVariant>{name, content, false});
-    return query.isActive() ? srDatabase : srFailed;
+    if (query.isActive())
+        return srDatabase;
+    tellNotStored(name);
+    return srFailed;
 }
 
 bool moveToDeleted(const QString &directory, const QString &name)
@@ -384,6 +457,16 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
     }
     *content = data;
     return true;
+}
+
+QString fileSizeKb(qint64 bytes)
+{
+    return QString::number(bytes * 0.0009765625, 'g', 6);
+}
+
+QString fileTimeStamp()
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm-ss"));
 }
 
 QByteArray imagePng(const QImage &image)

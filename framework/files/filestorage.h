@@ -51,8 +51,21 @@ REJECTS_EXPORT QByteArray readStoredFile(const QString &fileName, bool help = fa
 // written, empty when cancelled or not found.
 REJECTS_EXPORT QString getFileFromBase(QString fileName, bool askDirectory, bool help);
 
+// Writes `content`, the bytes of a file added but not saved yet, as the file
+// `fileName` where getFileFromBase would extract it, and opens it the same
+// way. Returns the path written, empty when cancelled or not writable.
+REJECTS_EXPORT QString getFileFromContent(QString fileName, const QByteArray &content,
+                                          bool askDirectory);
+
+// Extracts the file of one row of an attachment or picture table as
+// getFileFromBase does: a row added since the table was saved (inserted,
+// with its content in "bl_file") gives its own bytes, any other row the
+// stored file named in "c_file".
+REJECTS_EXPORT QString getRowFile(QDataTable *table, int row, bool askDirectory);
+
 // Extracts every file named in the "c_file" column of `table` into a
-// directory the user chooses (optionally a new subdirectory of it).
+// directory the user chooses (optionally a new subdirectory of it); rows not
+// saved yet give their own bytes, as in getRowFile.
 REJECTS_EXPORT void loadFileAllFromBase(QDataTable *table, bool help);
 
 // True when the store accepts every character of the name: a-z, 0-9, the
@@ -87,7 +100,10 @@ enum StoreResult {
 // written, into the database with FILE_BYTEA_INSERT. A file of that name
 // already in the directory with the same content is left as it is; an
 // unreferenced one with another content is moved into "DELETE" first. A name
-// already stored with another content is refused with a message.
+// already stored with another content is refused with a message. When the
+// database cannot be asked whether the name is stored, or refuses the bytes,
+// the user is told why and the answer is srFailed; the directory is not
+// touched before the database has answered.
 REJECTS_EXPORT StoreResult storeFileContent(const QString &directory, const QString &name,
                                             const QByteArray &content);
 
@@ -106,6 +122,14 @@ REJECTS_EXPORT bool tryDeleteStoredFile(const QString &directory, const QString 
 REJECTS_EXPORT bool readFileContent(const QString &path, QByteArray *content,
                                     QWidget *parent = nullptr);
 REJECTS_EXPORT qint64 maxAttachmentSize();
+
+// The size of a file in kilobytes (bytes / 1024, up to 6 significant
+// digits), as every list of files shows it.
+REJECTS_EXPORT QString fileSizeKb(qint64 bytes);
+
+// The current local date and time as it begins the names of photos and
+// pasted pictures: "yyyy-MM-dd_HH-mm-ss".
+REJECTS_EXPORT QString fileTimeStamp();
 
 // The image as the bytes of a PNG file: what a photo or a pasted picture is
 // stored as.

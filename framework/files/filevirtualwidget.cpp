@@ -16,7 +16,6 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDateTime>
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
@@ -51,14 +50,6 @@ const AttachmentColumn attachmentColumns[] = {
     {"c_creator", QVariant::String, false, "", 0},
     {"bl_file", QVariant::ByteArray, false, "", 0},
 };
-
-const int sizeColumn = 2;
-const int creatorColumn = 3;
-
-QString stamp()
-{
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm-ss"));
-}
 
 } // namespace
 
@@ -182,9 +173,10 @@ void FileVirtualWidget::onGetDispInfo(int column, QVariant *value, QCellData *ce
     }
     if (!value || !record)
         return;
-    if (column == sizeColumn && !value->isNull())
-        *value = QString::number(value->toDouble() * 0.0009765625, 'g', 6);
-    else if (column == creatorColumn)
+    const QString field = record->fieldName(column);
+    if (field == QLatin1String("n_size") && !record->isNull(column))
+        *value = fileSizeKb(record->value(column).toLongLong());
+    else if (field == QLatin1String("id_creator"))
         *value = creatorName(*record);
 }
 
@@ -213,20 +205,12 @@ int FileVirtualWidget::currentRow() const
 
 void FileVirtualWidget::loadFile()
 {
-    const int row = currentRow();
-    const QString name =
-        row >= 0 ? m_table->getField(QStringLiteral("c_file"), row).toString() : QString();
-    if (!name.isEmpty())
-        getFileFromBase(name, true, false);
+    getRowFile(m_table, currentRow(), true);
 }
 
 void FileVirtualWidget::openFile()
 {
-    const int row = currentRow();
-    const QString name =
-        row >= 0 ? m_table->getField(QStringLiteral("c_file"), row).toString() : QString();
-    if (!name.isEmpty())
-        getFileFromBase(name, false, false);
+    getRowFile(m_table, currentRow(), false);
 }
 
 void FileVirtualWidget::loadFileAll()
@@ -337,7 +321,7 @@ bool FileVirtualWidget::addPhoto()
     if (dialog.exec() != QDialog::Accepted || !dialog.getImage() || dialog.getImage()->isNull())
         return false;
     return addFileContent(imagePng(*dialog.getImage()),
-                          QStringLiteral("%1_photo.png").arg(stamp()));
+                          QStringLiteral("%1_photo.png").arg(fileTimeStamp()));
 }
 
 bool FileVirtualWidget::pasteFromClipboard()
@@ -367,7 +351,7 @@ bool FileVirtualWidget::pasteFromClipboard()
     preview.setImage(image);
     if (preview.exec() != QDialog::Accepted)
         return false;
-    return addFileContent(imagePng(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
+    return addFileContent(imagePng(image), QStringLiteral("%1_clipboard.png").arg(fileTimeStamp()));
 }
 
 void FileVirtualWidget::addImageToClipboard()
@@ -434,7 +418,10 @@ bool FileVirtualWidget::storePendingFiles()
     if (!m_table)
         return false;
     bool stored = true;
-    for (int row = m_table->rowCount() - 1; row >= 0; --row) {
+    // Files this save writes into the directory: taken back when it fails,
+    // since no stored name refers to them yet.
+    QStringList written;
+    for (int row = m_table->rowCount() - 1; row >= 0 && stored; --row) {
         const QSqlRecord record = m_table->getRecord(row);
         const QString name = record.value(QStringLiteral("c_file")).toString();
         const int state = m_table->getRowState(row);
@@ -442,14 +429,24 @@ bool FileVirtualWidget::storePendingFiles()
             const QSqlQuery query =
                 runScript(QStringLiteral("FILE_OWNER_COPY"),
                           {m_ownerTable, m_key, record.value(QStringLiteral("id"))});
-            if (query.isActive())
+            if (query.isActive()) {
                 m_table->setRowState(row, rsUnchanged);
-            else
+            } else {
                 stored = false;
+                QMessageBox::warning(
+                    this, tr("Внимание"),
+                    tr("Файл %1 не прикреплен.\n%2")
+                        .arg(name, appConnection() ? appConnection()->lastErrorText() : QString()));
+            }
         } else if (state == rsInserted) {
+            const bool existed =
+                !m_filePath.isEmpty() && QFileInfo::exists(QDir(m_filePath).filePath(name));
             switch (storeFileContent(m_filePath, name,
                                      record.value(QStringLiteral("bl_file")).toByteArray())) {
             case srDirectory:
+                if (!existed)
+                    written << name;
+                break;
             case srDatabase:
                 break;
             case srNameRefused:
@@ -468,6 +465,11 @@ bool FileVirtualWidget::storePendingFiles()
                 m_table->setRowState(row, rsUnchanged);
             }
         }
+    }
+    if (!stored) {
+        // Moved aside rather than removed: the client destroys no file.
+        for (const QString &name : qAsConst(written))
+            moveToDeleted(m_filePath, name);
     }
     return stored;
 }

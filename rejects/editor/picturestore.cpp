@@ -106,10 +106,11 @@ void PictureStore::showAppeal(QTextEdit *edit, const QString &text, QDataTable *
         const QString name = files->getField(QStringLiteral("c_file"), row).toString();
         cursor.insertBlock();
         cursor.insertBlock();
-        cursor.insertText(QObject::tr("Файл: %1 (%2 кБ) %3")
-                              .arg(name)
-                              .arg(files->getField(QStringLiteral("n_size"), row).toLongLong())
-                              .arg(files->getField(QStringLiteral("c_comment"), row).toString()));
+        cursor.insertText(
+            QObject::tr("Файл: %1 (%2 кБ) %3")
+                .arg(name)
+                .arg(fileSizeKb(files->getField(QStringLiteral("n_size"), row).toLongLong()))
+                .arg(files->getField(QStringLiteral("c_comment"), row).toString()));
         if (!isPicture(name))
             continue;
         QImage image;

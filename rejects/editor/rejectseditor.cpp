@@ -2,6 +2,7 @@
 
 #include "comentdialog.h"
 #include "faultcodedialog.h"
+#include "filestorage.h"
 #include "linksync.h"
 #include "picturestore.h"
 #include "plandialog.h"
@@ -451,7 +452,13 @@ void RejectsEditor::extractPicRow(QSqlRecord record)
 {
     if (record.isEmpty())
         return;
-    PictureStore(appConnection()).open(record.value(QStringLiteral("c_file")).toString());
+    // A picture added but not saved yet opens from its own bytes.
+    const QString name = record.value(QStringLiteral("c_file")).toString();
+    const QByteArray pending = record.value(QStringLiteral("bl_file")).toByteArray();
+    if (!pending.isEmpty())
+        getFileFromContent(name, pending, false);
+    else
+        PictureStore(appConnection()).open(name);
 }
 
 // ---------------------------------------------------------- customer appeals

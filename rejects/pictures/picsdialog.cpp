@@ -9,23 +9,14 @@
 
 #include <QApplication>
 #include <QClipboard>
-#include <QDateTime>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSqlField>
 #include <QWheelEvent>
-
-namespace {
-
-QString stamp()
-{
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd_HH-mm"));
-}
-
-} // namespace
 
 PicsDialog::PicsDialog(QDataTable *pics, QWidget *parent)
     : QDialog(parent)
@@ -41,6 +32,9 @@ PicsDialog::PicsDialog(QDataTable *pics, QWidget *parent)
     if (m_pics) {
         m_previousView = m_pics->getView();
         m_pics->setView(ui->tvPics);
+        connect(m_pics, SIGNAL(getDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)), this,
+                SLOT(onGetDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)));
+        redrawSizes();
     }
     if (ui->tvPics->selectionModel())
         connect(ui->tvPics->selectionModel(), SIGNAL(currentChanged(QModelIndex, QModelIndex)),
@@ -51,9 +45,31 @@ PicsDialog::PicsDialog(QDataTable *pics, QWidget *parent)
 
 PicsDialog::~PicsDialog()
 {
-    if (m_pics && m_pics->getView() == ui->tvPics)
-        m_pics->setView(m_previousView);
+    if (m_pics) {
+        // The owner's view shows the sizes as the owner decorates them.
+        disconnect(m_pics, nullptr, this, nullptr);
+        redrawSizes();
+        if (m_pics->getView() == ui->tvPics)
+            m_pics->setView(m_previousView);
+    }
     delete ui;
+}
+
+void PicsDialog::onGetDispInfo(int column, QVariant *value, QCellData *, QSqlRecord *record, int)
+{
+    if (value && record && record->fieldName(column) == QLatin1String("n_size") &&
+        !record->isNull(column))
+        *value = fileSizeKb(record->value(column).toLongLong());
+}
+
+void PicsDialog::redrawSizes()
+{
+    for (int row = 0; row < m_pics->rowCount(); ++row) {
+        QSqlRecord size;
+        size.append(QSqlField(QStringLiteral("n_size"), QVariant::LongLong));
+        size.setValue(0, m_pics->getField(QStringLiteral("n_size"), row));
+        m_pics->setRow(row, size, m_pics->getRowState(row) == rsUnchanged);
+    }
 }
 
 void PicsDialog::setReadOnly(bool readOnly)
@@ -61,12 +77,6 @@ void PicsDialog::setReadOnly(bool readOnly)
     ui->btPhoto->setVisible(!readOnly);
     ui->btAdd->setVisible(!readOnly);
     ui->buttonClipboard->setVisible(!readOnly);
-}
-
-QSqlRecord PicsDialog::currentRecord() const
-{
-    const int row = m_pics ? m_pics->getViewCurrentRow() : -1;
-    return row >= 0 ? m_pics->getRecord(row) : QSqlRecord();
 }
 
 void PicsDialog::onSelectPic()
@@ -151,7 +161,7 @@ void PicsDialog::on_btPhoto_clicked()
     }
     if (dialog.exec() != QDialog::Accepted || !dialog.getImage() || dialog.getImage()->isNull())
         return;
-    addPicture(imagePng(*dialog.getImage()), QStringLiteral("%1_photo.png").arg(stamp()));
+    addPicture(imagePng(*dialog.getImage()), QStringLiteral("%1_photo.png").arg(fileTimeStamp()));
 }
 
 void PicsDialog::on_buttonClipboard_clicked()
@@ -164,21 +174,19 @@ void PicsDialog::on_buttonClipboard_clicked()
     PreviewImageDialog preview(this);
     preview.setImage(image);
     if (preview.exec() == QDialog::Accepted)
-        addPicture(imagePng(image), QStringLiteral("%1_clipboard.png").arg(stamp()));
+        addPicture(imagePng(image), QStringLiteral("%1_clipboard.png").arg(fileTimeStamp()));
 }
 
 void PicsDialog::on_buttonOpen_clicked()
 {
-    const QSqlRecord record = currentRecord();
-    if (!record.isEmpty())
-        getFileFromBase(record.value(QStringLiteral("c_file")).toString(), false, false);
+    if (m_pics)
+        getRowFile(m_pics, m_pics->getViewCurrentRow(), false);
 }
 
 void PicsDialog::on_buttonLoad_clicked()
 {
-    const QSqlRecord record = currentRecord();
-    if (!record.isEmpty())
-        getFileFromBase(record.value(QStringLiteral("c_file")).toString(), true, false);
+    if (m_pics)
+        getRowFile(m_pics, m_pics->getViewCurrentRow(), true);
 }
 
 bool PicsDialog::zoom(QWheelEvent *event)

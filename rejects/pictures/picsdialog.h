@@ -1,5 +1,7 @@
 #pragma once
 
+#include "celldata.h"
+
 #include <QDialog>
 #include <QModelIndex>
 #include <QPointer>
@@ -25,8 +27,9 @@ class PicsDialog;
 //
 // A picture's bytes are fetched from the storage (directory, else database)
 // when it is first shown and kept in the row's bl_file for the dialog's
-// lifetime. The table's previous view gets the table back when the dialog
-// goes away.
+// lifetime. Open and Load give a picture added but not saved yet from its own
+// bytes. Sizes show in kilobytes. The table's previous view gets the table
+// back when the dialog goes away.
 class PicsDialog : public QDialog
 {
     Q_OBJECT
@@ -52,6 +55,9 @@ public slots:
     void on_buttonClipboard_clicked();
     void on_buttonOpen_clicked();
     void on_buttonLoad_clicked();
+    // Shows each size in kilobytes, whatever the owner shows elsewhere.
+    void onGetDispInfo(int column, QVariant *value, QCellData *cell, QSqlRecord *record,
+                       int rowState);
 
 protected:
     void wheelEvent(QWheelEvent *event) override;
@@ -61,7 +67,8 @@ private:
     // Adds a new row for the bytes and makes it current; Ok is enabled.
     void addPicture(QByteArray data, const QString &fileName);
     bool zoom(QWheelEvent *event);
-    QSqlRecord currentRecord() const;
+    // Offers every row's size to getDispInfo again.
+    void redrawSizes();
 
     Ui::PicsDialog *ui;
     QDataTable *m_pics;

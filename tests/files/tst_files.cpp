@@ -1,32 +1,27 @@
 // File storage, attachment widgets and the picture dialog against a real
 // database and a temporary storage directory.
 
-#include "fileclipboard.h"
+#include "fileinstantdialog.h"
+#include "fileinstantwidget.h"
 #include "filestorage.h"
 #include "filewidget.h"
 #include "modalresponder.h"
 #include "picsdialog.h"
-#include "qdataset.h"
-#include "qdatatable.h"
-#include "qsqlconnection.h"
+#include "picturestore.h"
 #include "recordhelpers.h"
 #include "rejectsview.h"
 #include "testfixture.h"
 #include "testmain.h"
 
 #include <QAbstractButton>
-#include <QApplication>
-#include <QClipboard>
 #include <QDialogButtonBox>
-#include <QDir>
-#include <QFile>
 #include <QFileDialog>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsView>
+#include <QGroupBox>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QSqlQuery>
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -46,25 +41,24 @@ bool writeFile(const QString &path, const QByteArray &content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-// Chooses `path` in the file dialog that is open.
+// Chooses `path` (a file or a directory) in the file dialog that is open.
 ModalResponder::Answer chooseFile(const QString &path)
 {
     return [path](QWidget *modal) {
-        if (auto *dialog = qobject_cast<QFileDialog *>(modal)) {
-            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(path);
-            static_cast<QDialog *>(dialog)->accept();
-        }
+        QVERIFY(qobject_cast<QFileDialog *>(modal));
+        modal->findChild<QLineEdit *>("fileNameEdit")->setText(path);
+        static_cast<QDialog *>(modal)->accept();
     };
 }
 
 void click(QWidget *parent, const char *button)
 {
-    parent->findChild<QAbstractButton *>(QLatin1String(button))->click();
+    parent->findChild<QAbstractButton *>(button)->click();
 }
 
 bool enabled(QWidget *parent, const char *button)
 {
-    return parent->findChild<QAbstractButton *>(QLatin1String(button))->isEnabled();
+    return parent->findChild<QAbstractButton *>(button)->isEnabled();
 }
 
 // The attachment table of a defect editor's data set.
@@ -72,22 +66,23 @@ struct AttachmentSet
 {
     AttachmentSet()
     {
-        table->setScripts(QStringLiteral("FILE_OWNER_SELECT"), QStringLiteral("FILE_OWNER_UPDATE"),
-                          QStringLiteral("FILE_OWNER_INSERT"), QStringLiteral("FILE_OWNER_DELETE"));
+        table->setScripts("FILE_OWNER_SELECT", "FILE_OWNER_UPDATE", "FILE_OWNER_INSERT",
+                          "FILE_OWNER_DELETE");
         FileVirtualWidget::addAttachmentColumns(table);
         set.addTable(table);
+        widget.setTable("t_file_owner");
     }
     // Saves as an editor does: contents, the data set's commit, files aside.
-    bool save(FileWidget &widget)
+    bool save()
     {
         if (!widget.saveFiles() || !set.commit(appConnection()))
             return false;
         widget.deleteFiles();
-        widget.refresh();
         return true;
     }
     QDataSet set;
-    QDataTable *table = new QDataTable(QStringLiteral("t_file_owner"), appConnection(), &set);
+    QDataTable *table = new QDataTable("t_file_owner", appConnection(), &set);
+    FileWidget widget{&set, "t_process_exam"};
 };
 
 } // namespace
@@ -98,406 +93,299 @@ class TestFiles : public QObject
 {
     Q_OBJECT
 
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
-
-    void checksums_data();
-    void checksums();
-    void checkFileName_data();
-    void checkFileName();
-    void unwritableDirectory_contentGoesToDatabase();
-    void extract_prefersDirectoryCopy();
-    void fileWidget_sameContentStoredOnce_data();
-    void fileWidget_sameContentStoredOnce();
-    void fileWidget_copyPasteAttachesStoredFiles();
-    void picsDialog_emptyReadOnlyNoCamera();
-    void picsDialog_showsStoredPicture();
-    void listPictureColumn_opensPicturesReadOnly();
-
-private:
-    QVariant dbValue(const QString &sql);
-    // The picture rows of a defect, as the defect editor reads them.
-    void openPictures(QDataTable *pics, qlonglong defect);
-    // Adds the file `path` through the widget's add button, described.
-    void addThroughButton(FileWidget &widget, const QString &path);
-    // Points the system attribute "FilePath" at `path` and drops the cache.
-    void setStoragePath(const QString &path);
-
     std::unique_ptr<TestFixture> m_fx;
     std::unique_ptr<QTemporaryDir> m_storage;
-};
 
-void TestFiles::initTestCase()
-{
-    // File dialogs as widgets, so that the test can answer them.
-    QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-}
-
-void TestFiles::init()
-{
-    START_FIXTURE(m_fx, "files");
-    m_storage = std::make_unique<QTemporaryDir>();
-    QVERIFY(m_storage->isValid());
-    setStoragePath(m_storage->path());
-}
-
-void TestFiles::cleanup()
-{
-    forgetFileStoragePaths();
-    m_fx.reset();
-    m_storage.reset();
-}
-
-QVariant TestFiles::dbValue(const QString &sql)
-{
-    return m_fx->value(sql);
-}
-
-void TestFiles::setStoragePath(const QString &path)
-{
-    QString literal = path;
-    literal.replace(QLatin1Char('\''), QLatin1String("''"));
-    QVERIFY(m_fx->db().exec(QStringLiteral("UPDATE sys.t_system_attr SET c_value = '%1' "
-                                           "WHERE c_name = 'FilePath'")
-                                .arg(literal)));
-    forgetFileStoragePaths();
-    QCOMPARE(fileStoragePath(), path);
-}
-
-void TestFiles::checksums_data()
-{
-    QTest::addColumn<QByteArray>("data");
-    QTest::addColumn<quint64>("start");
-    QTest::addColumn<quint64>("length");
-    QTest::addColumn<quint64>("crc");
-    QTest::newRow("check value") << QByteArray("123456789") << quint64(0) << quint64(0)
-                                 << quint64(0xCBF43926);
-    QTest::newRow("range inside") << QByteArray("xx123456789yy") << quint64(2) << quint64(9)
-                                  << quint64(0xCBF43926);
-    QTest::newRow("length past the end")
-        << QByteArray("xx123456789") << quint64(2) << quint64(100) << quint64(0xCBF43926);
-    QTest::newRow("empty") << QByteArray() << quint64(0) << quint64(0) << quint64(0);
-    QTest::newRow("start at the end")
-        << QByteArray("abc") << quint64(3) << quint64(0) << quint64(0);
-}
-
-void TestFiles::checksums()
-{
-    QFETCH(QByteArray, data);
-    QFETCH(quint64, start);
-    QFETCH(quint64, length);
-    QFETCH(quint64, crc);
-    QCOMPARE(crc32(data, start, length), crc);
-    QCOMPARE(makeMD5(QStringLiteral("abc")), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
-}
-
-void TestFiles::checkFileName_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("refused");
-    QTest::newRow("allowed") << QStringLiteral("report 1.pdf") << QString();
-    QTest::newRow("punctuation") << QStringLiteral("a!?()-_=+*/.,<>:;[]{}z.txt") << QString();
-    QTest::newRow("capital") << QStringLiteral("Report.pdf") << QStringLiteral("R");
-    QTest::newRow("cyrillic") << QStringLiteral("фото.png") << QStringLiteral("ф, о, т, о");
-    QTest::newRow("symbols") << QStringLiteral("a#b&c'd\\e") << QStringLiteral("#, &, ', \\");
-}
-
-void TestFiles::checkFileName()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, refused);
-    ModalResponder modal;
-    if (!refused.isEmpty())
-        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    QCOMPARE(::checkFileName(name), refused.isEmpty());
-    QCOMPARE(modal.pending(), 0);
-    QCOMPARE(modal.unexpected(), 0);
-    if (!refused.isEmpty())
-        QVERIFY2(modal.messages().value(0).endsWith(QStringLiteral(":\n") + refused),
-                 qPrintable(modal.messages().value(0)));
-}
-
-void TestFiles::unwritableDirectory_contentGoesToDatabase()
-{
-    // A directory below a regular file cannot be created, not even by root.
-    const QString blocker = m_storage->filePath(QStringLiteral("blocker"));
-    QVERIFY(writeFile(blocker, "not a directory"));
-    const QString unwritable = blocker + QStringLiteral("/files");
-    const QByteArray content("\x89PNG defect photo", 17);
-
-    QCOMPARE(storeFileContent(unwritable, QStringLiteral("photo.png"), content), srDatabase);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file WHERE c_file = 'photo.png' "
-                                    "AND bl_file IS NOT NULL"))
-                 .toInt(),
-             1);
-    const QString target = m_storage->filePath(QStringLiteral("extracted.png"));
-    QVERIFY(extractStoredFile(QStringLiteral("photo.png"), target, false));
-    QCOMPARE(readAll(target), content);
-
-    // A refused name is not stored anywhere.
-    ModalResponder modal;
-    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    QCOMPARE(storeFileContent(unwritable, QStringLiteral("Фото.png"), content), srNameRefused);
-    QCOMPARE(modal.pending(), 0);
-
-    // Another content under a stored name is refused, the stored bytes stay.
-    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    QCOMPARE(storeFileContent(m_storage->path(), QStringLiteral("photo.png"), "other"), srConflict);
-    QCOMPARE(modal.pending(), 0);
-    QVERIFY(!QFile::exists(m_storage->filePath(QStringLiteral("photo.png"))));
-    QVERIFY(extractStoredFile(QStringLiteral("photo.png"), target, false));
-    QCOMPARE(readAll(target), content);
-}
-
-void TestFiles::extract_prefersDirectoryCopy()
-{
-    QVERIFY(m_fx->db().exec(QStringLiteral("SELECT lrg.f_file_bytea_insert('both.txt', "
-                                           "convert_to('database copy', 'UTF8'), false)")));
-    QVERIFY(writeFile(m_storage->filePath(QStringLiteral("both.txt")), "directory copy"));
-    QTemporaryDir out;
-    const QString target = out.filePath(QStringLiteral("both.txt"));
-    QVERIFY(extractStoredFile(QStringLiteral("both.txt"), target, false));
-    QCOMPARE(readAll(target), QByteArray("directory copy"));
-
-    // Unknown everywhere: a warning and nothing written.
-    ModalResponder modal;
-    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    const QString missing = out.filePath(QStringLiteral("missing.txt"));
-    QVERIFY(!extractStoredFile(QStringLiteral("missing.txt"), missing, false));
-    QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание!|Файл missing.txt не найден")});
-    QVERIFY(!QFile::exists(missing));
-}
-
-void TestFiles::addThroughButton(FileWidget &widget, const QString &path)
-{
-    ModalResponder modal;
-    modal.expect(chooseFile(path));
-    modal.expect(ModalResponder::enterText(QStringLiteral("Снимок дефекта")));
-    click(&widget, "buttonAddFile");
-    QTRY_COMPARE(modal.pending(), 0);
-    QCOMPARE(modal.unexpected(), 0);
-}
-
-void TestFiles::fileWidget_sameContentStoredOnce_data()
-{
-    QTest::addColumn<bool>("directoryWritable");
-    QTest::newRow("storage directory") << true;
-    QTest::newRow("directory unwritable: database") << false;
-}
-
-void TestFiles::fileWidget_sameContentStoredOnce()
-{
-    QFETCH(bool, directoryWritable);
-    const QString storage = directoryWritable
-                                ? m_storage->path()
-                                : m_storage->filePath(QStringLiteral("blocker/files"));
-    if (!directoryWritable)
-        QVERIFY(writeFile(m_storage->filePath(QStringLiteral("blocker")), "a regular file"));
-    setStoragePath(storage);
-    const qlonglong first =
-        dbValue(QStringLiteral("SELECT min(id) FROM docs.t_process_exam")).toLongLong();
-    const qlonglong second =
-        dbValue(QStringLiteral("SELECT max(id) FROM docs.t_process_exam")).toLongLong();
-    QTemporaryDir source;
-    const QByteArray content("defect photo bytes");
-    QVERIFY(writeFile(source.filePath(QStringLiteral("a.png")), content));
-    QVERIFY(writeFile(source.filePath(QStringLiteral("b copy.png")), content));
-
-    AttachmentSet attachments;
-    FileWidget widget(&attachments.set, QStringLiteral("t_process_exam"));
-    widget.setData(first);
-    addThroughButton(widget, source.filePath(QStringLiteral("a.png")));
-    QVERIFY(attachments.save(widget));
-    // The same bytes under another name, on another defect: no description
-    // is asked, the stored file is attached.
-    widget.setData(second);
-    ModalResponder modal;
-    modal.expect(chooseFile(source.filePath(QStringLiteral("b copy.png"))));
-    click(&widget, "buttonAddFile");
-    QTRY_COMPARE(modal.pending(), 0);
-    QCOMPARE(modal.unexpected(), 0);
-    QVERIFY(attachments.save(widget));
-
-    const QString crc = QString::number(crc32(content));
-    QCOMPARE(dbValue("SELECT count(*) FROM lrg.t_file WHERE n_crc = " + crc).toInt(), 1);
-    QCOMPARE(dbValue("SELECT count(*) FROM lrg.t_file_owner o JOIN lrg.t_file f ON f.id = "
-                     "o.id_file WHERE f.c_file = 'a.png'")
-                 .toInt(),
-             2);
-    QCOMPARE(attachments.table->getField(QStringLiteral("c_file"), 0).toString(),
-             QStringLiteral("a.png"));
-    if (!directoryWritable) {
-        QCOMPARE(dbValue("SELECT lrg.bl_get_file('a.png', false)").toByteArray(), content);
-        // Deleting needs the storage directory.
-        attachments.table->getView()->selectRow(0);
-        click(&widget, "buttonDelFile");
-        QCOMPARE(modal.messages().last(), QStringLiteral("Нельзя удалить|Нет доступа к хранилищу"));
-        QVERIFY(!attachments.table->isModified());
-        return;
-    }
-    QCOMPARE(QDir(storage).entryList(QDir::Files), QStringList{QStringLiteral("a.png")});
-
-    // The file leaves the directory only with its last attachment, and
-    // only into DELETE.
-    const QString deleted = storage + QStringLiteral("/DELETE/a.png");
-    for (const qlonglong owner : {second, first}) {
-        widget.setData(owner);
-        attachments.table->getView()->selectRow(0);
-        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-        click(&widget, "buttonDelFile");
-        QTRY_COMPARE(modal.pending(), 0);
-        QVERIFY(attachments.save(widget));
-        QCOMPARE(QFile::exists(deleted), owner == first);
-        QCOMPARE(QFile::exists(QDir(storage).filePath(QStringLiteral("a.png"))), owner != first);
-    }
-    QCOMPARE(readAll(deleted), content);
-}
-
-void TestFiles::fileWidget_copyPasteAttachesStoredFiles()
-{
-    const qlonglong source =
-        dbValue(
-            QStringLiteral("SELECT n_key FROM lrg.t_file_owner WHERE c_table = 't_process_exam' "
-                           "GROUP BY n_key ORDER BY count(*) DESC, n_key LIMIT 1"))
-            .toLongLong();
-    const qlonglong target =
-        dbValue(QStringLiteral(
-                    "SELECT min(id) FROM docs.t_process_exam WHERE id NOT IN (SELECT n_key FROM "
-                    "lrg.t_file_owner WHERE c_table = 't_process_exam')"))
-            .toLongLong();
-    const int stored = dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file")).toInt();
-    AttachmentSet attachments;
-    FileWidget widget(&attachments.set, QStringLiteral("t_process_exam"));
-    QVERIFY(!enabled(&widget, "buttonAddFile") && !enabled(&widget, "buttonClipboard"));
-    widget.setData(source);
-    QVERIFY(attachments.table->rowCount() >= 1);
-    attachments.table->getView()->selectAll();
-    const int copied = attachments.table->rowCount();
-    QCOMPARE(enabled(&widget, "buttonEditFile"), copied == 1);
-    QVERIFY(enabled(&widget, "buttonToClipboard"));
-    click(&widget, "buttonToClipboard");
-    QCOMPARE(attachmentIds(QApplication::clipboard()->mimeData()).count(), copied);
-
-    widget.setData(target);
-    click(&widget, "buttonClipboard");
-    QCOMPARE(attachments.table->rowCount(), copied);
-    QVERIFY(attachments.table->getField(QStringLiteral("bl_file"), 0).isNull());
-    QVERIFY(attachments.save(widget));
-    QCOMPARE(attachments.table->rowCount(), copied);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file")).toInt(), stored);
-    QCOMPARE(dbValue(QStringLiteral("SELECT count(*) FROM lrg.t_file_owner a JOIN "
-                                    "lrg.t_file_owner b ON b.id_file = a.id_file WHERE "
-                                    "a.c_table = 't_process_exam' AND a.n_key = %1 AND "
-                                    "b.c_table = 't_process_exam' AND b.n_key = %2")
-                         .arg(source)
-                         .arg(target))
-                 .toInt(),
-             copied);
-}
-
-void TestFiles::openPictures(QDataTable *pics, qlonglong defect)
-{
-    pics->setScripts(QStringLiteral("FILE_OWNER_SELECT"), QStringLiteral("FILE_OWNER_UPDATE"),
-                     QStringLiteral("FILE_OWNER_INSERT"), QStringLiteral("FILE_OWNER_DELETE"));
-    FileVirtualWidget::addAttachmentColumns(pics);
-    pics->setSelectParam(QStringLiteral("c_table"), QStringLiteral("t_process_exam"));
-    pics->setSelectParam(QStringLiteral("n_key"), defect);
-    QVERIFY(pics->open());
-}
-
-void TestFiles::picsDialog_emptyReadOnlyNoCamera()
-{
-    QDataTable pics(QStringLiteral("t_process_exam_pics"), appConnection());
-    openPictures(
-        &pics,
-        dbValue(QStringLiteral(
-                    "SELECT min(id) FROM docs.t_process_exam WHERE id NOT IN (SELECT n_key FROM "
-                    "lrg.t_file_owner WHERE c_table = 't_process_exam')"))
-            .toLongLong());
-    QTableView editorView;
-    pics.setView(&editorView);
+    qlonglong defectWithoutFiles()
     {
-        PicsDialog dialog(&pics);
-        QPushButton *ok = dialog.findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok);
-        QVERIFY(!ok->isEnabled());
-        QVERIFY(!enabled(&dialog, "buttonOpen") && !enabled(&dialog, "buttonLoad"));
-        // No camera on this machine: said so, nothing added.
-        ModalResponder modal;
-        modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-        click(&dialog, "btPhoto");
-        QTRY_COMPARE(modal.pending(), 0);
-        QCOMPARE(modal.messages(), QStringList{QStringLiteral("Внимание|Камера не найдена")});
-        QCOMPARE(pics.rowCount(), 0);
-        QVERIFY(!ok->isEnabled());
-
-        dialog.setReadOnly(true);
-        for (const char *button : {"btPhoto", "btAdd", "buttonClipboard"})
-            QVERIFY(dialog.findChild<QAbstractButton *>(QLatin1String(button))->isHidden());
-        QVERIFY(!dialog.findChild<QAbstractButton *>(QStringLiteral("buttonOpen"))->isHidden());
-    }
-    QCOMPARE(pics.getView(), &editorView);
-}
-
-void TestFiles::picsDialog_showsStoredPicture()
-{
-    // The demo pictures are kept in the database only.
-    QDataTable pics(QStringLiteral("t_process_exam_pics"), appConnection());
-    openPictures(
-        &pics,
-        dbValue(
-            QStringLiteral(
-                "SELECT n_key FROM lrg.t_file_owner o JOIN lrg.t_file f ON f.id = o.id_file WHERE "
-                "o.c_table = 't_process_exam' AND f.c_file LIKE '%.png' ORDER BY o.id LIMIT 1"))
-            .toLongLong());
-    QCOMPARE(pics.rowCount(), 1);
-    PicsDialog dialog(&pics);
-    dialog.findChild<QTableView *>(QStringLiteral("tvPics"))->selectRow(0);
-    QVERIFY(enabled(&dialog, "buttonOpen") && enabled(&dialog, "buttonLoad"));
-    const QList<QGraphicsItem *> items =
-        dialog.findChild<QGraphicsView *>(QStringLiteral("gvView"))->scene()->items();
-    QCOMPARE(items.count(), 1);
-    QCOMPARE(items.first()->type(), int(QGraphicsPixmapItem::Type));
-    // The bytes stay cached in the row, which remains unchanged.
-    QVERIFY(!pics.getField(QStringLiteral("bl_file"), 0).toByteArray().isEmpty());
-    QVERIFY(!pics.isModified());
-}
-
-void TestFiles::listPictureColumn_opensPicturesReadOnly()
-{
-    // The module's document is built once per process, over this case's
-    // connection: no other case of this program may use it.
-    QDataSet *document = getDocument(qApp);
-    QDataTable *defects = document->getTable(QStringLiteral("t_process_exam"));
-    QVERIFY(defects);
-    RejectsView view(document);
-    view.refresh();
-    const qlonglong pictured =
-        dbValue(QStringLiteral(
-                    "SELECT min(n_key) FROM lrg.t_file_owner WHERE c_table = 't_process_exam'"))
+        return m_fx
+            ->value("SELECT min(id) FROM docs.t_process_exam WHERE id NOT IN (SELECT n_key "
+                    "FROM lrg.t_file_owner)")
             .toLongLong();
-    const int row = defects->locate(QStringLiteral("id"), pictured);
-    QVERIFY(row >= 0);
-    const QModelIndex index = defects->getModel()->index(row, 1);
-    view.findChild<QTableView *>(QStringLiteral("tvRejects"))->setCurrentIndex(index);
+    }
 
-    int shown = -1;
-    bool adding = true;
-    ModalResponder modal;
-    modal.expect([&](QWidget *window) {
-        auto *dialog = qobject_cast<PicsDialog *>(window);
-        if (!dialog)
+    // Points the system attribute "FilePath" at `path` and drops the cache.
+    void setStoragePath(const QString &path)
+    {
+        QVERIFY(m_fx->db().exec("UPDATE sys.t_system_attr SET c_value = '" + path +
+                                "' WHERE c_name = 'FilePath'"));
+        forgetFileStoragePaths();
+        QCOMPARE(fileStoragePath(), path);
+    }
+
+    // Adds the file `path` through the widget's add button, described.
+    void addThroughButton(QWidget *widget, const QString &path)
+    {
+        ModalResponder modal;
+        modal.expect(chooseFile(path));
+        modal.expect(ModalResponder::enterText("Снимок дефекта"));
+        click(widget, "buttonAddFile");
+        QCOMPARE(modal.pending() + modal.unexpected(), 0);
+    }
+
+private slots:
+    void init()
+    {
+        // File dialogs as widgets, so that the test can answer them.
+        QCoreApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        START_FIXTURE(m_fx, "files");
+        m_storage = std::make_unique<QTemporaryDir>();
+        setStoragePath(m_storage->path());
+    }
+
+    void storage_checksumsDirectoryFirstRefusalsKeepStoredBytes()
+    {
+        QCOMPARE(crc32("123456789"), quint64(0xCBF43926));
+        QCOMPARE(crc32("xx123456789", 2, 100), quint64(0xCBF43926));
+        QCOMPARE(crc32(QByteArray()) + crc32("abc", 3), quint64(0));
+        QCOMPARE(makeMD5("abc"), QStringLiteral("900150983cd24fb0d6963f7d28e17f72"));
+        QVERIFY(m_fx->db().exec("SELECT lrg.f_file_bytea_insert('both.txt', "
+                                "convert_to('database copy', 'UTF8'), false)"));
+        QVERIFY(writeFile(m_storage->filePath("both.txt"), "directory copy"));
+        QTemporaryDir out;
+        const QString target = out.filePath("both.txt");
+        QVERIFY(extractStoredFile("both.txt", target, false));
+        QCOMPARE(readAll(target), QByteArray("directory copy"));
+
+        // Unknown everywhere: said, nothing written.
+        ModalResponder modal;
+        QVERIFY(!extractStoredFile("missing.txt", out.filePath("missing.txt"), false));
+        QVERIFY(!QFile::exists(out.filePath("missing.txt")));
+        // A refused name is stored nowhere (the directory below a regular
+        // file cannot be written, not even by root); each refused character
+        // is named, case matters.
+        QCOMPARE(storeFileContent(target + "/files", "Rep#фо.png", "x"), srNameRefused);
+        QString allowed = "report 1!?()-_=+*/.,<>:;[]{}.pdf";
+        QVERIFY(checkFileName(allowed));
+        // Another content under a stored name is refused; the bytes stay.
+        QCOMPARE(storeFileContent(m_storage->path(), "both.txt", "other"), srConflict);
+        QCOMPARE(readAll(m_storage->filePath("both.txt")), QByteArray("directory copy"));
+        QCOMPARE(modal.messages().count(), 3);
+        QCOMPARE(modal.messages().first(), QStringLiteral("Внимание!|Файл missing.txt не найден"));
+        QVERIFY(modal.messages().at(1).endsWith(":\nR, #, ф, о"));
+    }
+
+    void fileWidget_sameContentStoredOnce_data()
+    {
+        QTest::addColumn<bool>("directoryWritable");
+        QTest::newRow("storage directory") << true;
+        QTest::newRow("directory unwritable: database") << false;
+    }
+
+    void fileWidget_sameContentStoredOnce()
+    {
+        QFETCH(bool, directoryWritable);
+        const QString storage =
+            directoryWritable ? m_storage->path() : m_storage->filePath("blocker/files");
+        QVERIFY(directoryWritable || writeFile(m_storage->filePath("blocker"), "a regular file"));
+        setStoragePath(storage);
+        const QVariant first = m_fx->value("SELECT min(id) FROM docs.t_process_exam");
+        const QVariant second = m_fx->value("SELECT max(id) FROM docs.t_process_exam");
+        QTemporaryDir source;
+        const QByteArray content(2048, 'p');
+        QVERIFY(writeFile(source.filePath("a.png"), content));
+        QVERIFY(writeFile(source.filePath("b copy.png"), content));
+
+        AttachmentSet files;
+        files.widget.setData(first.toLongLong());
+        addThroughButton(&files.widget, source.filePath("a.png"));
+        // Not saved yet: Load gives the bytes the user added; size in kB.
+        files.table->getView()->selectRow(0);
+        ModalResponder modal;
+        QTemporaryDir out;
+        modal.expect(chooseFile(out.path()));
+        click(&files.widget, "buttonLoad");
+        QCOMPARE(readAll(out.filePath("a.png")), content);
+        QCOMPARE(files.table->getModel()->index(0, 2).data().toString(), QStringLiteral("2"));
+        QVERIFY(files.save());
+        // The same bytes under another name, on another defect: no
+        // description is asked, the stored file is attached.
+        files.widget.setData(second.toLongLong());
+        modal.expect(chooseFile(source.filePath("b copy.png")));
+        click(&files.widget, "buttonAddFile");
+        QVERIFY(files.save());
+        QCOMPARE(modal.pending() + modal.unexpected(), 0);
+        QCOMPARE(
+            m_fx->value("SELECT count(*) FROM lrg.v_file_owner WHERE c_file = 'a.png'").toInt(), 2);
+        if (!directoryWritable) {
+            QCOMPARE(m_fx->value("SELECT lrg.bl_get_file('a.png', false)").toByteArray(), content);
+            // Deleting needs the storage directory.
+            files.table->getView()->selectRow(0);
+            click(&files.widget, "buttonDelFile");
+            QCOMPARE(modal.messages().last(),
+                     QStringLiteral("Нельзя удалить|Нет доступа к хранилищу"));
+            QVERIFY(!files.table->isModified());
             return;
-        shown = dialog->findChild<QTableView *>(QStringLiteral("tvPics"))->model()->rowCount();
-        adding = !dialog->findChild<QAbstractButton *>(QStringLiteral("btAdd"))->isHidden();
-        dialog->reject();
-    });
-    QMetaObject::invokeMethod(&view, "on_tvRejects_doubleClicked", Q_ARG(QModelIndex, index));
-    QCOMPARE(modal.pending(), 0);
-    QCOMPARE(shown, 1);
-    QVERIFY(!adding);
-}
+        }
+        QCOMPARE(QDir(storage).entryList(QDir::Files), QStringList{"a.png"});
+        // The file leaves the directory only with its last attachment, and
+        // only into DELETE.
+        for (const QVariant &owner : {second, first}) {
+            files.widget.setData(owner.toLongLong());
+            files.table->getView()->selectRow(0);
+            modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
+            click(&files.widget, "buttonDelFile");
+            QVERIFY(files.save());
+            QCOMPARE(QFile::exists(storage + "/a.png"), owner == second);
+        }
+        QCOMPARE(readAll(storage + "/DELETE/a.png"), content);
+    }
+
+    void fileWidget_copyPasteAttachesStoredFiles()
+    {
+        const QVariant source =
+            m_fx->value("SELECT min(n_key) FROM lrg.t_file_owner WHERE c_table = 't_process_exam'");
+        const qlonglong target = defectWithoutFiles();
+        const QVariant stored = m_fx->value("SELECT count(*) FROM lrg.t_file");
+        AttachmentSet files;
+        QVERIFY(!enabled(&files.widget, "buttonAddFile") &&
+                !enabled(&files.widget, "buttonClipboard"));
+        files.widget.setData(source.toLongLong());
+        files.table->getView()->selectAll();
+        const int copied = files.table->rowCount();
+        QCOMPARE(enabled(&files.widget, "buttonEditFile"), copied == 1);
+        click(&files.widget, "buttonToClipboard");
+
+        files.widget.setData(target);
+        click(&files.widget, "buttonClipboard");
+        QVERIFY(files.save());
+        QCOMPARE(m_fx->value("SELECT count(*) FROM lrg.t_file"), stored);
+        const QString pasted = "SELECT count(*) FROM lrg.t_file_owner WHERE n_key = %1";
+        QCOMPARE(m_fx->value(pasted.arg(target)), QVariant(copied));
+    }
+
+    void fileWidget_serverLostInSaveKeepsRowsPendingAndDirectoryClean()
+    {
+        // A folder named b.txt keeps that file out of the directory, so it
+        // goes to the database, where the server is lost on its insert.
+        QVERIFY(QDir(m_storage->path()).mkdir("b.txt"));
+        QVERIFY(m_fx->db().exec(
+            "CREATE FUNCTION lrg.f_lose() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN PERFORM "
+            "pg_terminate_backend(pg_backend_pid()), pg_sleep(5); RETURN NEW; END $$; CREATE "
+            "TRIGGER t_lose BEFORE INSERT ON lrg.t_file FOR EACH ROW WHEN (NEW.c_file = 'b.txt') "
+            "EXECUTE FUNCTION lrg.f_lose()"));
+        QTemporaryDir source;
+        AttachmentSet files;
+        files.widget.setData(defectWithoutFiles());
+        // Saved last row first: a.txt is written before b.txt fails.
+        for (const char *name : {"b.txt", "a.txt"}) {
+            QVERIFY(writeFile(source.filePath(name), name));
+            addThroughButton(&files.widget, source.filePath(name));
+        }
+        ModalResponder modal;
+        QVERIFY(!files.widget.saveFiles());
+        QVERIFY(modal.messages().value(0).startsWith("Внимание|Файл b.txt не сохранен"));
+        QCOMPARE(files.table->insertedRows().count(), 2);
+        QCOMPARE(QDir(m_storage->path()).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
+
+    void fileInstantDialog_writesAtOnceReplaceKeepsOldContentRefusesHugeFile()
+    {
+        const qlonglong defect = defectWithoutFiles();
+        QTemporaryDir source;
+        QVERIFY(writeFile(source.filePath("old.txt"), "old content"));
+        QVERIFY(writeFile(source.filePath("new.txt"), "new content"));
+        const QString files = QString("SELECT string_agg(c_file || '=' || n_crc, ',') FROM "
+                                      "lrg.v_file_owner WHERE n_key = %1")
+                                  .arg(defect);
+        FileInstantDialog dialog("t_process_exam", defect);
+        FileInstantWidget *widget = dialog.fileWidget();
+        addThroughButton(widget, source.filePath("old.txt"));
+        QCOMPARE(m_fx->value(files).toString(), QString("old.txt=%1").arg(crc32("old content")));
+
+        // A new content for the stored file: the old one is moved aside.
+        widget->table()->getView()->selectRow(0);
+        ModalResponder modal;
+        modal.expect([](QWidget *edit) {
+            edit->findChild<QGroupBox *>("gbReplace")->setChecked(true);
+            click(edit, "btSelectFile");
+            static_cast<QDialog *>(edit)->accept();
+        });
+        modal.expect(chooseFile(source.filePath("new.txt")));
+        click(widget, "buttonEditFile");
+        QCOMPARE(m_fx->value(files).toString(), QString("new.txt=%1").arg(crc32("new content")));
+        QCOMPARE(readAll(m_storage->filePath("new.txt")), QByteArray("new content"));
+        QCOMPARE(readAll(m_storage->filePath("DELETE/old.txt")), QByteArray("old content"));
+
+        // Over the size limit (a sparse file): refused with a message.
+        QFile huge(source.filePath("huge.bin"));
+        QVERIFY(huge.open(QIODevice::WriteOnly) && huge.resize(maxAttachmentSize() + 1));
+        modal.expect(chooseFile(huge.fileName()));
+        click(widget, "buttonAddFile");
+        QVERIFY(modal.messages().value(0).contains("huge.bin слишком велик"));
+        QCOMPARE(widget->table()->rowCount(), 1);
+    }
+
+    void picsDialog_emptyNoCameraThenPendingPictureLoadsOwnBytes()
+    {
+        AttachmentSet pics;
+        pics.widget.setData(defectWithoutFiles());
+        QTableView *ownerView = pics.table->getView();
+        QTemporaryDir source;
+        QVERIFY(writeFile(source.filePath("new.jpg"), "not saved yet"));
+        {
+            PicsDialog dialog(pics.table);
+            connect(&dialog, &PicsDialog::fillTableRow,
+                    [](QSqlRecord *row, QByteArray *data, QString name) {
+                        PictureStore::fillRow(row, *data, name, 1);
+                    });
+            QPushButton *ok = dialog.findChild<QDialogButtonBox *>()->button(QDialogButtonBox::Ok);
+            QVERIFY(!enabled(&dialog, "buttonOpen") && !enabled(&dialog, "buttonLoad"));
+            // No camera on this machine: said so, nothing added.
+            ModalResponder modal;
+            click(&dialog, "btPhoto");
+            QCOMPARE(modal.messages(), QStringList{"Внимание|Камера не найдена"});
+            QVERIFY(pics.table->rowCount() == 0 && !ok->isEnabled());
+
+            // A picture added, not saved: Load writes its own bytes.
+            modal.expect(chooseFile(source.filePath("new.jpg")));
+            click(&dialog, "btAdd");
+            QVERIFY(ok->isEnabled());
+            modal.expect(chooseFile(m_storage->path()));
+            click(&dialog, "buttonLoad");
+            QCOMPARE(readAll(m_storage->filePath("new.jpg")), QByteArray("not saved yet"));
+        }
+        QCOMPARE(pics.table->getView(), ownerView);
+    }
+
+    void listPictureColumn_opensStoredPicturesReadOnly()
+    {
+        // The module's document is built once per process, over this case's
+        // connection: no other case of this program may use it.
+        QDataSet *document = getDocument(QCoreApplication::instance());
+        QDataTable *defects = document->getTable("t_process_exam");
+        QDataTable *pics = document->getTable("t_process_exam_pics");
+        RejectsView view(document);
+        view.refresh();
+        // The demo pictures are kept in the database only.
+        const int row = defects->locate(
+            "id",
+            m_fx->value("SELECT n_key FROM lrg.v_file_owner WHERE c_table = "
+                        "'t_process_exam' AND c_file LIKE '%.png' ORDER BY id_file_owner LIMIT 1"));
+        const QModelIndex index = defects->getModel()->index(row, 1);
+        view.findChild<QTableView *>("tvRejects")->setCurrentIndex(index);
+        QStringList seen;
+        ModalResponder modal;
+        modal.expect([&](QWidget *dialog) {
+            QVERIFY(qobject_cast<PicsDialog *>(dialog));
+            dialog->findChild<QTableView *>("tvPics")->selectRow(0);
+            for (const char *button : {"btPhoto", "btAdd", "buttonClipboard", "buttonOpen"})
+                seen << QString::number(dialog->findChild<QAbstractButton *>(button)->isHidden());
+            const QList<QGraphicsItem *> items =
+                dialog->findChild<QGraphicsView *>("gvView")->scene()->items();
+            seen << QString::number(items.count() == 1 &&
+                                    items.first()->type() == QGraphicsPixmapItem::Type);
+            seen << QString::number(pics->rowCount())
+                 << pics->getModel()->index(0, 2).data().toString();
+            static_cast<QDialog *>(dialog)->reject();
+        });
+        QMetaObject::invokeMethod(&view, "on_tvRejects_doubleClicked", Q_ARG(QModelIndex, index));
+        QCOMPARE(seen, QStringList({"1", "1", "1", "0", "1", "1",
+                                    fileSizeKb(pics->getField("n_size", 0).toLongLong())}));
+        // The bytes stay cached in the row, which remains unchanged.
+        QVERIFY(!pics->getField("bl_file", 0).toByteArray().isEmpty() && !pics->isModified());
+    }
+};
 
 REJECTS_TEST_MAIN(TestFiles)
 #include "tst_files.moc"
