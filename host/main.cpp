@@ -22,10 +22,13 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QLibrary>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QMessageBox>
 #include <QSettings>
 #include <QStatusBar>
 #include <QTimer>
+#include <QTranslator>
 #include <QWindow>
 #include <cstdio>
 
@@ -161,6 +164,12 @@ int main(int argc, char *argv[])
     QApplication::setOrganizationName(QStringLiteral("rejects"));
     QApplication::setApplicationName(QStringLiteral("rejects-host"));
     QApplication::setApplicationDisplayName(QCoreApplication::translate("main", "Учет брака"));
+    // Qt's own texts (the standard buttons of dialogs and message boxes, the
+    // file dialogs) in Russian, as the system's own texts are.
+    QTranslator qtTexts;
+    if (qtTexts.load(QLocale(QLocale::Russian, QLocale::Russia), QStringLiteral("qtbase"),
+                     QStringLiteral("_"), QLibraryInfo::location(QLibraryInfo::TranslationsPath)))
+        QApplication::installTranslator(&qtTexts);
 
     const HostOptions options = parseOptions(app);
     const bool noGui = options.noGui;
