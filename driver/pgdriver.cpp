@@ -11,6 +11,7 @@
 #include "pgvalueconverter.h"
 
 #include <QSqlQuery>
+#include <type_traits>
 
 namespace {
 
@@ -156,3 +157,19 @@ PGDRIVER_EXPORT void getStart(QString &script)
 {
     script = PgCreationScript::text();
 }
+
+// Each entry point has exactly the type its loader resolves it with: a change
+// on either side of the contract fails here, not at run time.
+static_assert(std::is_same<decltype(&Connect), PgConnectFn>::value, "Connect");
+static_assert(std::is_same<decltype(&getScript), PgGetScriptFn>::value, "getScript");
+static_assert(std::is_same<decltype(&canDo), PgCanDoFn>::value, "canDo");
+static_assert(std::is_same<decltype(&getSystemAttr), PgGetSystemAttrFn>::value, "getSystemAttr");
+static_assert(std::is_same<decltype(&bindQueryParam), PgBindQueryParamFn>::value, "bindQueryParam");
+static_assert(std::is_same<decltype(&GetPanels), PgGetPanelsFn>::value, "GetPanels");
+static_assert(std::is_same<decltype(&convert), PgConvertFn>::value, "convert");
+static_assert(std::is_same<decltype(&login), PgLoginFn>::value, "login");
+static_assert(std::is_same<decltype(&loginMessage), PgLoginMessageFn>::value, "loginMessage");
+static_assert(std::is_same<decltype(&batchExec), PgBatchExecFn>::value, "batchExec");
+static_assert(std::is_same<decltype(&resultExecSQL), PgResultExecSqlFn>::value, "resultExecSQL");
+static_assert(std::is_same<decltype(&scopeIdentity), PgScopeIdentityFn>::value, "scopeIdentity");
+static_assert(std::is_same<decltype(&getStart), PgGetStartFn>::value, "getStart");

@@ -72,8 +72,7 @@ void WorkplaceWindow::on_acExit_triggered()
 void WorkplaceWindow::on_acAbout_triggered()
 {
     QMessageBox::about(this, tr("О программе"),
-                       QStringLiteral("<b>Учет брака</b><br>Интерфейс анализа дефектов<br><br>"
-                                      "Qt %1")
+                       tr("<b>Учет брака</b><br>Интерфейс анализа дефектов<br><br>Qt %1")
                            .arg(QString::fromLatin1(qVersion())));
 }
 
