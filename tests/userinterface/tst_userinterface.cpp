@@ -7,9 +7,10 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QScreen>
-#include <QToolButton>
 
 namespace {
+
+QList<QWidget *> popupList; // the host's list of widgets taken out of its window
 
 // A module frame as a module builds one: a list whose button opens the docked
 // editor panel, connected only while the editor is docked.
@@ -22,40 +23,46 @@ public:
         , list(new QPushButton(QStringLiteral("list"), this))
         , editor(new QWidget(this))
     {
-        editor->setObjectName(QStringLiteral("moduleEditor"));
         editor->setMinimumSize(200, 150);
-        layout(QStringLiteral("viewLayout"))->addWidget(list);
-        layout(QStringLiteral("editLayout"))->addWidget(editor);
+        findChild<QLayout *>(QStringLiteral("editLayout"))->addWidget(editor);
         onConnectPopupEditor();
     }
 
-    QLayout *layout(const QString &name) const { return findChild<QLayout *>(name); }
-
     bool onConnectPopupEditor() override
     {
-        ++connects;
         return bool(connect(list, SIGNAL(clicked()), this, SLOT(showEditor())));
     }
     bool onDisconnectPopupEditor() override
     {
-        ++disconnects;
         return disconnect(list, SIGNAL(clicked()), this, SLOT(showEditor()));
     }
 
+    // Where the editor is, whether its panel shows, how often a click on the
+    // list opens the panel (the connections are made once, and only while the
+    // editor is docked), and whether the host's list holds the editor.
+    QString state()
+    {
+        opened = 0;
+        QTest::mouseClick(list, Qt::LeftButton);
+        const QWidget *panel = findChild<QFrame *>(QStringLiteral("editFrame"));
+        const char *where = floatingEditor() == editor  ? "floating"
+                            : editor->parent() == panel ? "docked"
+                                                        : "lost";
+        return QStringList{where, panel->isHidden() ? "hidden" : "shown",
+                           QStringLiteral("opens %1").arg(opened),
+                           popupList.contains(editor) ? "listed" : "unlisted"}
+            .join(QStringLiteral(", "));
+    }
+
+    QPopupContainer *window() const { return qobject_cast<QPopupContainer *>(editor->parent()); }
+
     QPushButton *list;
     QWidget *editor;
-    int connects = 0;
-    int disconnects = 0;
     int opened = 0;
 
 public slots:
     void showEditor() { ++opened; }
 };
-
-QFrame *frameOf(QWidget *ui, const char *name)
-{
-    return ui->findChild<QFrame *>(QLatin1String(name));
-}
 
 } // namespace
 
@@ -64,216 +71,94 @@ class tst_UserInterface : public QObject
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
-    void findPanel_shortcutAndButtons();
-
-    void toggleEditor_outAndBack_restoresLayoutAndConnections();
-    void popupWindow_closing_docksEditor();
-    void toggleNull_docksOnlyAFloatingEditor();
-    void secondFrameToggle_docksFirstFramesEditor();
-    void frameDestroyed_whileItsEditorFloats();
-
-private:
-    QList<QWidget *> popupList;
+    void moduleFrame_findsAndTakesEditorOutAndBack();
+    void twoFrames_shareOneFloatingEditor();
 };
 
-void tst_UserInterface::init()
-{
-    popupList.clear();
-    qApp->setProperty("popupList", objToVar(&popupList));
-}
-
-void tst_UserInterface::cleanup()
-{
-    qApp->setProperty("popupList", QVariant());
-    QVERIFY(!QUserInterface::floatingEditor());
-}
-
 // The find panel starts hidden; Ctrl+F shows it with the focus in its line and
-// hides it again from inside; Return and the buttons ask for the search.
-void tst_UserInterface::findPanel_shortcutAndButtons()
+// hides it again from inside; Return and the buttons ask for the search. The
+// editor goes out by toggling and comes back by toggling, by closing or
+// accepting its window, or by toggling "no editor"; also when the host keeps
+// no "popupList".
+void tst_UserInterface::moduleFrame_findsAndTakesEditorOutAndBack()
 {
+    qApp->setProperty("popupList", objToVar(&popupList));
     ModuleFrame frame;
+    frame.findChild<QFrame *>(QStringLiteral("editFrame"))->show();
     frame.show();
-    frame.activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(&frame));
-    QFrame *panel = frameOf(&frame, "searchFrame");
-    QVERIFY(panel->isHidden());
-    QVERIFY(frameOf(&frame, "editFrame")->isHidden());
-    frame.list->setFocus();
     QLineEdit *find = frame.findChild<QLineEdit *>(QStringLiteral("edFind"));
-
     QTest::keyClick(frame.list, Qt::Key_F, Qt::ControlModifier);
-    QVERIFY(panel->isVisible());
+    QVERIFY(find->isVisible()); // the find panel shows
     QTRY_COMPARE(QApplication::focusWidget(), static_cast<QWidget *>(find));
 
-    QSignalSpy first(&frame, SIGNAL(findFirst(QString)));
-    QSignalSpy prev(&frame, SIGNAL(findPrev()));
-    QSignalSpy next(&frame, SIGNAL(findNext()));
+    QStringList asked;
+    connect(&frame, &QUserInterface::findFirst, this, [&](const QString &text) { asked << text; });
+    connect(&frame, &QUserInterface::findPrev, this, [&] { asked << "prev"; });
+    connect(&frame, &QUserInterface::findNext, this, [&] { asked << "next"; });
     find->setText(QStringLiteral("В-1024/7"));
     QTest::keyClick(find, Qt::Key_Return);
-    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindNext")), Qt::LeftButton);
-    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindPrev")), Qt::LeftButton);
-    find->setText(QStringLiteral("шов"));
-    QTest::mouseClick(frame.findChild<QToolButton *>(QStringLiteral("btFindFirst")),
-                      Qt::LeftButton);
-    QCOMPARE(first.count(), 2);
-    QCOMPARE(first.at(0).at(0).toString(), QStringLiteral("В-1024/7"));
-    QCOMPARE(first.at(1).at(0).toString(), QStringLiteral("шов"));
-    QCOMPARE(next.count(), 1);
-    QCOMPARE(prev.count(), 1);
-
+    for (const char *button : {"btFindNext", "btFindPrev", "btFindFirst"})
+        QTest::mouseClick(frame.findChild<QWidget *>(button), Qt::LeftButton);
+    QCOMPARE(asked, (QStringList{"В-1024/7", "next", "prev", "В-1024/7"}));
     QTest::keyClick(find, Qt::Key_F, Qt::ControlModifier);
-    QVERIFY(panel->isHidden());
-}
+    QVERIFY(!find->isVisible());
 
-void tst_UserInterface::toggleEditor_outAndBack_restoresLayoutAndConnections()
-{
-    ModuleFrame frame;
-    frame.show();
-    QFrame *editFrame = frameOf(&frame, "editFrame");
-    editFrame->show();
-    QLayout *editLayout = frame.layout(QStringLiteral("editLayout"));
-    QCOMPARE(editLayout->indexOf(frame.editor), 0);
-    frame.resize(640, 480);
-    QCoreApplication::processEvents();
-    const QSize docked = frame.editor->geometry().size();
-    QVERIFY(docked.width() > 100);
+    const QSize docked = frame.editor->size();
+    frame.toggleEditorPopup(nullptr); // nothing floats: nothing changes
+    QCOMPARE(frame.state(), QStringLiteral("docked, shown, opens 1, unlisted"));
 
     frame.toggleEditorPopup(frame.editor);
-    QCOMPARE(QUserInterface::floatingEditor(), frame.editor);
-    auto *window = qobject_cast<QPopupContainer *>(frame.editor->parentWidget());
-    QVERIFY(window);
-    QVERIFY(window->isVisible());
-    QVERIFY(window->windowFlags() & Qt::Window);
-    QVERIFY(window->windowFlags() & Qt::WindowMaximizeButtonHint);
-    // The window opens with the editor's size, centred on the screen.
-    QCOMPARE(window->size(), docked);
+    QCOMPARE(frame.state(), QStringLiteral("floating, hidden, opens 0, listed"));
+    // A window with the editor's size, centred on the screen.
+    QPopupContainer *window = frame.window();
+    QVERIFY(window->isVisible() && window->windowFlags() & Qt::WindowMaximizeButtonHint);
     const QPoint centre = QGuiApplication::primaryScreen()->geometry().center();
-    QCOMPARE(window->pos(),
-             QPoint(centre.x() - docked.width() / 2, centre.y() - docked.height() / 2));
-    QVERIFY(editFrame->isHidden());
-    QCOMPARE(editLayout->indexOf(frame.editor), -1);
-    QCOMPARE(popupList, QList<QWidget *>{frame.editor});
-    QCOMPARE(frame.disconnects, 1);
-    QTest::mouseClick(frame.list, Qt::LeftButton);
-    QCOMPARE(frame.opened, 0); // the list does not open the panel while the editor floats
-
+    QCOMPARE(window->size(), docked);
+    QCOMPARE(window->pos(), centre - QPoint(docked.width() / 2, docked.height() / 2));
     frame.toggleEditorPopup(frame.editor);
-    QVERIFY(!QUserInterface::floatingEditor());
+    QCOMPARE(frame.state(), QStringLiteral("docked, shown, opens 1, unlisted"));
     QVERIFY(window->isHidden());
-    QCOMPARE(frame.editor->parentWidget(), static_cast<QWidget *>(editFrame));
-    QCOMPARE(editLayout->indexOf(frame.editor), 0);
-    QVERIFY(editFrame->isVisible());
-    QVERIFY(popupList.isEmpty());
-    QCOMPARE(frame.connects, 2);
-    QTest::mouseClick(frame.list, Qt::LeftButton);
-    QCOMPARE(frame.opened, 1);
 
-    // Out again: the same window is used once more.
     frame.toggleEditorPopup(frame.editor);
-    QCOMPARE(frame.editor->parentWidget(), static_cast<QWidget *>(window));
-    QVERIFY(window->isVisible());
-    frame.toggleEditorPopup(nullptr);
-    QVERIFY(!QUserInterface::floatingEditor());
-}
-
-void tst_UserInterface::popupWindow_closing_docksEditor()
-{
-    ModuleFrame frame;
-    frame.show();
-    frame.toggleEditorPopup(frame.editor);
-    auto *window = qobject_cast<QPopupContainer *>(frame.editor->parentWidget());
-    QVERIFY(window);
-
+    QCOMPARE(frame.window(), window); // the same window once more
     window->close();
-    QVERIFY(!QUserInterface::floatingEditor());
-    QVERIFY(window->isHidden());
-    QCOMPARE(frame.layout(QStringLiteral("editLayout"))->indexOf(frame.editor), 0);
-    QVERIFY(frameOf(&frame, "editFrame")->isVisible());
-
+    QCOMPARE(frame.state(), QStringLiteral("docked, shown, opens 1, unlisted"));
     frame.toggleEditorPopup(frame.editor);
-    QVERIFY(window->isVisible());
     window->accept();
-    QVERIFY(!QUserInterface::floatingEditor());
-    QCOMPARE(frame.layout(QStringLiteral("editLayout"))->indexOf(frame.editor), 0);
-    QCOMPARE(frame.connects, 3);
-}
-
-// Toggling "no editor" docks a floating one and otherwise changes nothing,
-// also when the host keeps no "popupList".
-void tst_UserInterface::toggleNull_docksOnlyAFloatingEditor()
-{
-    ModuleFrame frame;
-    frame.show();
-    frame.toggleEditorPopup(nullptr);
-    QVERIFY(frameOf(&frame, "editFrame")->isHidden());
-    QCOMPARE(frame.disconnects, 0);
-
+    QCOMPARE(frame.state(), QStringLiteral("docked, shown, opens 1, unlisted"));
     qApp->setProperty("popupList", QVariant());
     frame.toggleEditorPopup(frame.editor);
-    QCOMPARE(QUserInterface::floatingEditor(), frame.editor);
+    QCOMPARE(frame.state(), QStringLiteral("floating, hidden, opens 0, unlisted"));
     frame.toggleEditorPopup(nullptr);
-    QVERIFY(!QUserInterface::floatingEditor());
-    QCOMPARE(frame.layout(QStringLiteral("editLayout"))->indexOf(frame.editor), 0);
-    QCOMPARE(frame.connects, 2);
-    QVERIFY(popupList.isEmpty());
+    QCOMPARE(frame.state(), QStringLiteral("docked, shown, opens 1, unlisted"));
 }
 
-void tst_UserInterface::secondFrameToggle_docksFirstFramesEditor()
+// Toggling any frame while an editor floats docks that editor in its own
+// frame; a frame going away takes neither the shared window with another
+// frame's editor nor leaves its own editor floating.
+void tst_UserInterface::twoFrames_shareOneFloatingEditor()
 {
+    qApp->setProperty("popupList", objToVar(&popupList));
     QWidget host;
     auto *first = new ModuleFrame(&host);
     auto *second = new ModuleFrame(&host);
     host.show();
 
-    first->toggleEditorPopup(first->editor);
-    QCOMPARE(QUserInterface::floatingEditor(), first->editor);
-
-    second->toggleEditorPopup(second->editor);
-    QVERIFY(!QUserInterface::floatingEditor());
-    QCOMPARE(first->layout(QStringLiteral("editLayout"))->indexOf(first->editor), 0);
-    QVERIFY(frameOf(first, "editFrame")->isVisible());
-    QCOMPARE(first->connects, 2);
-    QCOMPARE(second->layout(QStringLiteral("editLayout"))->indexOf(second->editor), 0);
-    QCOMPARE(second->disconnects, 0);
-    QVERIFY(popupList.isEmpty());
-
-    // Now the second frame's editor floats, in the window the first one made.
-    second->toggleEditorPopup(second->editor);
-    QCOMPARE(QUserInterface::floatingEditor(), second->editor);
-    QCOMPARE(popupList, QList<QWidget *>{second->editor});
-    first->toggleEditorPopup(first->editor);
-    QVERIFY(!QUserInterface::floatingEditor());
-    QCOMPARE(second->layout(QStringLiteral("editLayout"))->indexOf(second->editor), 0);
-}
-
-void tst_UserInterface::frameDestroyed_whileItsEditorFloats()
-{
-    QWidget host;
-    auto *first = new ModuleFrame(&host);
-    auto *second = new ModuleFrame(&host);
-    host.show();
     first->toggleEditorPopup(first->editor); // the shared window is the first frame's child
-    first->toggleEditorPopup(nullptr);
-
     second->toggleEditorPopup(second->editor);
-    QPointer<QWidget> secondEditor = second->editor;
-    delete first; // takes the shared window with it, but not the other frame's editor
-    QVERIFY(secondEditor);
-    QVERIFY(!QUserInterface::floatingEditor());
-    QCOMPARE(second->layout(QStringLiteral("editLayout"))->indexOf(second->editor), 0);
-
-    // A new window is made on the next use.
+    QCOMPARE(first->state(), QStringLiteral("docked, shown, opens 1, unlisted"));
+    QCOMPARE(second->state(), QStringLiteral("docked, hidden, opens 1, unlisted"));
     second->toggleEditorPopup(second->editor);
-    QVERIFY(qobject_cast<QPopupContainer *>(second->editor->parentWidget()));
+    QCOMPARE(second->state(), QStringLiteral("floating, hidden, opens 0, listed"));
+
+    delete first;
+    QCOMPARE(second->state(), QStringLiteral("docked, shown, opens 1, unlisted"));
+    second->toggleEditorPopup(second->editor); // in a new window
+    QVERIFY(second->window());
     QPointer<QWidget> editor = second->editor;
     delete second;
-    QVERIFY(!editor);
-    QVERIFY(!QUserInterface::floatingEditor());
-    QVERIFY(popupList.isEmpty());
+    QVERIFY(!editor && popupList.isEmpty() && !QUserInterface::floatingEditor());
 }
 
 REJECTS_TEST_MAIN(tst_UserInterface)

@@ -5,112 +5,72 @@
 #include "utils.h"
 
 #include <QAction>
-#include <QLibrary>
 #include <QPointer>
-#include <QRegularExpression>
 #include <QTemporaryDir>
+#include <QUuid>
+
+namespace {
+
+// The calls the stand-in modules received, as "Module:function(arguments)".
+QStringList receivedCalls()
+{
+    return qApp->property("callouts").toStringList();
+}
+
+QString address(const void *p)
+{
+    return QString::number(quintptr(p), 16);
+}
+
+} // namespace
 
 class TestUtils : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void cleanup();
-
-    void formatPhone_byLength_data();
-    void formatPhone_byLength();
+    void formatPhone_data();
+    void formatPhone();
     void newUUID_upperCaseWithoutBraces();
     void separator_ownedByParent();
 
-    void getLibDirFile_data();
-    void getLibDirFile();
-
-    void callouts_reachTheNamedModule();
-    void callouts_trailingSlashInLibDir();
-    void getLibIcon_fromModule();
-    void callouts_missingLibrary_doNothing();
-    void callouts_missingFunction_doNothing();
+    void callouts_data();
+    void callouts();
     void historyByItem_passesItsFamily();
-
-    void openWithDefaultApp_startsDesktopHandler();
-    void openWithDefaultApp_missingFile();
-
-private:
-    // What the stand-in module library last received, as "Module:function(arguments)".
-    static QString lastCall(const QString &module);
-    static void resetCalls();
-    static QString address(const void *p) { return QString::number(quintptr(p), 16); }
+    void openWithDefaultApp_startsDesktopHandlerForFilesOnly();
 };
 
-namespace {
-const QStringList modules = {
-    QStringLiteral("ItemHistoryReport"), QStringLiteral("DesignDocumentation"),
-    QStringLiteral("FamilyParameters"), QStringLiteral("ProcessTechnologyEditor")};
-const char *libDir = "libDir";
-} // namespace
-
-QString TestUtils::lastCall(const QString &module)
-{
-    QLibrary library(QStringLiteral(CALLOUT_LIB_DIR "/") + module);
-    using Record = const char *(*)();
-    auto record = reinterpret_cast<Record>(library.resolve("calloutRecord"));
-    if (!record)
-        return QStringLiteral("<library not loaded: %1>").arg(library.errorString());
-    return QString::fromUtf8(record());
-}
-
-void TestUtils::resetCalls()
-{
-    for (const QString &module : modules) {
-        QLibrary library(QStringLiteral(CALLOUT_LIB_DIR "/") + module);
-        using Reset = void (*)();
-        if (auto reset = reinterpret_cast<Reset>(library.resolve("calloutReset")))
-            reset();
-    }
-}
-
-void TestUtils::cleanup()
-{
-    qApp->setProperty(libDir, QVariant());
-    resetCalls();
-}
-
 // The numbers a user types, and malformed ones that must come back unharmed.
-void TestUtils::formatPhone_byLength_data()
+void TestUtils::formatPhone_data()
 {
     QTest::addColumn<QString>("number");
     QTest::addColumn<QString>("shown");
     const char *const cases[][2] = {
         {"", ""},
-        {"123", "123"},
         {"1234", "12-34"},
         {"12345", "123-45"},
         {"123456", "123-456"},
         {"1234567", "123-45-67"},
         {"12345678", "12345678"},
         {"89123456789", "8(912)345-67-89"},
-        {"789123456789", "789123456789"},
         {"8 912-34567", "8( 91)2-3-45-67"},
     };
     for (const auto &c : cases)
         QTest::newRow(*c[0] ? c[0] : "empty") << QString::fromUtf8(c[0]) << QString::fromUtf8(c[1]);
 }
 
-void TestUtils::formatPhone_byLength()
+void TestUtils::formatPhone()
 {
     QFETCH(QString, number);
     QFETCH(QString, shown);
-    QCOMPARE(formatPhone(number), shown);
+    QCOMPARE(::formatPhone(number), shown);
 }
 
 void TestUtils::newUUID_upperCaseWithoutBraces()
 {
     const QString id = newUUID();
-    QVERIFY2(QRegularExpression(QStringLiteral("^[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}$"))
-                 .match(id)
-                 .hasMatch(),
-             qPrintable(id));
-    QVERIFY(newUUID() != id);
+    QCOMPARE(id, QUuid(id).toString(QUuid::WithoutBraces).toUpper());
+    QVERIFY(!QUuid(id).isNull() && newUUID() != id);
 }
 
 void TestUtils::separator_ownedByParent()
@@ -122,128 +82,55 @@ void TestUtils::separator_ownedByParent()
     QVERIFY(action.isNull());
 }
 
-void TestUtils::getLibDirFile_data()
+void TestUtils::callouts_data()
 {
-    QTest::addColumn<QVariant>("dir");
-    QTest::addColumn<QString>("path");
-
-    QTest::newRow("unset") << QVariant() << "FamilyParameters";
-    QTest::newRow("absolute") << QVariant("/opt/host/lib") << "/opt/host/lib/FamilyParameters";
-    QTest::newRow("trailing slash")
-        << QVariant("/opt/host/lib/") << "/opt/host/lib//FamilyParameters";
+    QTest::addColumn<QString>("dir");
+    QTest::addColumn<QStringList>("calls"); // %1 the parent widget
+    const QStringList calls{
+        "ItemHistoryReport:getItemHistoryReport(9000000000123,%1)",
+        "DesignDocumentation:getDesignDocumentation(%1)",
+        "DesignDocumentation:setIDVersionDesignDocumentation(%1,17)",
+        "DesignDocumentation:setIDProductDesignDocumentation(%1,-5)",
+        "FamilyParameters:getFamilyParameters(%1)",
+        "FamilyParameters:setIDFamilyParameters(%1,31)",
+        "FamilyParameters:showFamilyDetailDialog(32,0)",
+        "ProcessTechnologyEditor:showProcessTechnologyDialog(7,-8000000000,%1)",
+    };
+    QTest::newRow("modules") << QStringLiteral(CALLOUT_LIB_DIR) << calls;
+    QTest::newRow("no module libraries") << QStringLiteral("/nonexistent") << QStringList();
+    QTest::newRow("libraries without the functions")
+        << QStringLiteral(BARE_LIB_DIR) << QStringList();
 }
 
-void TestUtils::getLibDirFile()
+// Every stand-in module exports every call-out function: the calls say which
+// module and function each wrapper reached, with which arguments. Without a
+// module or its function, nothing happens and nothing is made.
+void TestUtils::callouts()
 {
-    QFETCH(QVariant, dir);
-    QFETCH(QString, path);
-    qApp->setProperty(libDir, dir);
-    QCOMPARE(::getLibDirFile(QStringLiteral("FamilyParameters")), path);
-}
+    QFETCH(QString, dir);
+    QFETCH(QStringList, calls);
+    qApp->setProperty("callouts", QVariant());
+    qApp->setProperty("libDir", QVariant()); // a module is then looked up by its name alone
+    QCOMPARE(getLibDirFile(QStringLiteral("FamilyParameters")), QStringLiteral("FamilyParameters"));
+    qApp->setProperty("libDir", dir);
 
-void TestUtils::callouts_reachTheNamedModule()
-{
-    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
     QWidget parent;
-    const QString p = address(&parent);
-
     showItemHistoryReport(Q_INT64_C(9000000000123), &parent);
-    QCOMPARE(lastCall("ItemHistoryReport"),
-             "ItemHistoryReport:getItemHistoryReport(9000000000123," + p + ")");
-
-    QWidget *documentation = getDesignDocumentation(&parent);
-    QVERIFY(documentation);
-    QCOMPARE(documentation->objectName(), QStringLiteral("DesignDocumentation"));
-    QCOMPARE(documentation->parentWidget(), &parent);
-    QCOMPARE(lastCall("DesignDocumentation"),
-             "DesignDocumentation:getDesignDocumentation(" + p + ")");
-
-    const QString d = address(documentation);
-    setIDVersionDesignDocumentation(documentation, 17);
-    QCOMPARE(lastCall("DesignDocumentation"),
-             "DesignDocumentation:setIDVersionDesignDocumentation(" + d + ",17)");
-    setIDProductDesignDocumentation(documentation, -5);
-    QCOMPARE(lastCall("DesignDocumentation"),
-             "DesignDocumentation:setIDProductDesignDocumentation(" + d + ",-5)");
-
-    QWidget *parameters = getFamilyParameters(&parent);
-    QVERIFY(parameters);
-    QCOMPARE(parameters->objectName(), QStringLiteral("FamilyParameters"));
-    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:getFamilyParameters(" + p + ")");
-
-    const QString f = address(parameters);
-    setIDFamilyParameters(parameters, 31);
-    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:setIDFamilyParameters(" + f + ",31)");
+    const QWidget *documentation = getDesignDocumentation(&parent);
+    setIDVersionDesignDocumentation(&parent, 17);
+    setIDProductDesignDocumentation(&parent, -5);
+    const QWidget *parameters = getFamilyParameters(&parent);
+    setIDFamilyParameters(&parent, 31);
     showFamilyDetailDialog(32, nullptr);
-    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:showFamilyDetailDialog(32,0)");
-
     // The wrapper's name differs from the function it looks up.
     showProcessTechnologyEditor(7, Q_INT64_C(-8000000000), &parent);
-    QCOMPARE(lastCall("ProcessTechnologyEditor"),
-             "ProcessTechnologyEditor:showProcessTechnologyDialog(7,-8000000000," + p + ")");
+    QCOMPARE(receivedCalls().join('\n'), calls.join('\n').arg(address(&parent)));
+    QCOMPARE(documentation && parameters, !calls.isEmpty());
+    QCOMPARE(parent.children().size(), calls.isEmpty() ? 0 : 2);
 
-    // Each call reached only its own module.
-    QCOMPARE(lastCall("ItemHistoryReport"),
-             "ItemHistoryReport:getItemHistoryReport(9000000000123," + p + ")");
-}
-
-void TestUtils::callouts_trailingSlashInLibDir()
-{
-    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR "/"));
-    showFamilyDetailDialog(44, nullptr);
-    QCOMPARE(lastCall("FamilyParameters"), "FamilyParameters:showFamilyDetailDialog(44,0)");
-}
-
-void TestUtils::getLibIcon_fromModule()
-{
-    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
-    const QIcon icon = getLibIcon(QStringLiteral("FamilyParameters"));
-    QVERIFY(!icon.isNull());
-    QCOMPARE(icon.pixmap(16, 16).toImage().pixelColor(8, 8), QColor(Qt::red));
-
-    // A module without an icon of its own, and no module at all.
+    // Only a module with an icon of its own gives one.
+    QCOMPARE(getLibIcon(QStringLiteral("FamilyParameters")).isNull(), calls.isEmpty());
     QVERIFY(getLibIcon(QStringLiteral("ItemHistoryReport")).isNull());
-    QVERIFY(getLibIcon(QStringLiteral("NoSuchModule")).isNull());
-}
-
-void TestUtils::callouts_missingLibrary_doNothing()
-{
-    QTemporaryDir empty;
-    QVERIFY(empty.isValid());
-    // Load the stand-ins first, so that a call-out that ignored "libDir"
-    // would find them and show up in their records.
-    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
-    QVERIFY(!getLibIcon(QStringLiteral("FamilyParameters")).isNull());
-    resetCalls();
-
-    qApp->setProperty(libDir, empty.path());
-    QWidget parent;
-    showItemHistoryReport(1, &parent);
-    QCOMPARE(getDesignDocumentation(&parent), nullptr);
-    setIDVersionDesignDocumentation(&parent, 2);
-    setIDProductDesignDocumentation(&parent, 3);
-    QCOMPARE(getFamilyParameters(&parent), nullptr);
-    setIDFamilyParameters(&parent, 4);
-    showFamilyDetailDialog(5, &parent);
-    showProcessTechnologyEditor(6, 7, &parent);
-    QVERIFY(getLibIcon(QStringLiteral("FamilyParameters")).isNull());
-
-    for (const QString &module : modules)
-        QCOMPARE(lastCall(module), QString());
-    QVERIFY(parent.children().isEmpty());
-}
-
-void TestUtils::callouts_missingFunction_doNothing()
-{
-    // A DesignDocumentation library that exports none of its functions.
-    qApp->setProperty(libDir, QStringLiteral(BARE_LIB_DIR));
-    QWidget parent;
-    QCOMPARE(getDesignDocumentation(&parent), nullptr);
-    setIDVersionDesignDocumentation(&parent, 2);
-    setIDProductDesignDocumentation(&parent, 3);
-    QVERIFY(getLibIcon(QStringLiteral("DesignDocumentation")).isNull());
-    QVERIFY(parent.children().isEmpty());
-    QCOMPARE(lastCall("DesignDocumentation"), QString());
 }
 
 // The report is asked for the item's family; 0 when the item is unknown or
@@ -252,73 +139,48 @@ void TestUtils::historyByItem_passesItsFamily()
 {
     TestFixture fx(QStringLiteral("utils"));
     QVERIFY2(fx.isValid(), qPrintable(fx.error()));
-    const qint64 item = fx.value(QStringLiteral("SELECT min(id) FROM dirs.t_item WHERE "
-                                                "id_item_family IS NOT NULL"))
-                            .toLongLong();
-    const QString family =
-        fx.value(QStringLiteral("SELECT id_item_family FROM dirs.t_item WHERE id = %1").arg(item))
-            .toString();
-    QVERIFY(family.toLongLong() > 0);
-    const qint64 unknown =
-        fx.value(QStringLiteral("SELECT max(id) + 1000 FROM dirs.t_item")).toLongLong();
+    const QString sql("SELECT concat_ws(',', id, id_item_family) FROM dirs.t_item WHERE "
+                      "id_item_family IS NOT NULL ORDER BY id LIMIT 1");
+    const QStringList item = fx.value(sql).toString().split(',');
 
-    qApp->setProperty(libDir, QStringLiteral(CALLOUT_LIB_DIR));
+    qApp->setProperty("libDir", QStringLiteral(CALLOUT_LIB_DIR));
+    qApp->setProperty("callouts", QVariant());
     QWidget parent;
-    const QString to = QLatin1Char(',') + address(&parent) + QLatin1Char(')');
-    showItemHistoryReportByItem(item, &parent);
-    QCOMPARE(lastCall("ItemHistoryReport"),
-             "ItemHistoryReport:getItemHistoryReport(" + family + to);
-    showItemHistoryReportByItem(unknown, &parent);
-    QCOMPARE(lastCall("ItemHistoryReport"), "ItemHistoryReport:getItemHistoryReport(0" + to);
+    const QString report = "ItemHistoryReport:getItemHistoryReport(%1," + address(&parent) + ")";
+    showItemHistoryReportByItem(item.at(0).toLongLong(), &parent);
+    showItemHistoryReportByItem(-1, &parent);
     qApp->setProperty("Connection", QVariant());
-    showItemHistoryReportByItem(item, &parent);
-    QCOMPARE(lastCall("ItemHistoryReport"), "ItemHistoryReport:getItemHistoryReport(0" + to);
+    showItemHistoryReportByItem(item.at(0).toLongLong(), &parent);
+    QCOMPARE(receivedCalls(), (QStringList{report.arg(item.at(1)), report.arg(0), report.arg(0)}));
 }
 
-void TestUtils::openWithDefaultApp_startsDesktopHandler()
+// A missing file starts nothing; an existing one is handed to the desktop's
+// handler, here one of our own on the PATH that records what it was given.
+void TestUtils::openWithDefaultApp_startsDesktopHandlerForFilesOnly()
 {
-    // A desktop handler of our own on the PATH records what it was asked to open.
     QTemporaryDir dir;
-    QVERIFY(dir.isValid());
+    QVERIFY(!openWithDefaultApp(dir.filePath("absent.pdf")) && !openWithDefaultApp(QString()));
     const QString log = dir.filePath(QStringLiteral("opened.txt"));
-    const QString handler = dir.filePath(QStringLiteral("xdg-open"));
-    {
-        QFile script(handler);
-        QVERIFY(script.open(QIODevice::WriteOnly));
-        script.write(
-            QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$1\" >> '%1'\n").arg(log).toUtf8());
-    }
-    QFile::setPermissions(handler, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    const QByteArray oldPath = qgetenv("PATH");
-    qputenv("PATH", QFile::encodeName(dir.path()) + ':' + oldPath);
-
+    QFile handler(dir.filePath(QStringLiteral("xdg-open")));
+    QVERIFY(handler.open(QIODevice::WriteOnly));
+    handler.write(QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$1\" >> '%1'\n").arg(log).toUtf8());
+    handler.close();
+    handler.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     const QString document = dir.filePath(QStringLiteral("отчет с пробелом.xlsx"));
-    {
-        QFile file(document);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("PK");
-    }
-    const bool started = openWithDefaultApp(document);
-    qputenv("PATH", oldPath);
-    QVERIFY(started);
+    QVERIFY(handler.copy(document));
 
-    auto opened = [&log] {
-        QFile file(log);
-        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed()
-                                              : QString();
-    };
-    QTRY_VERIFY_WITH_TIMEOUT(!opened().isEmpty(), 10000);
-    const QString argument = opened();
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(dir.path()) + ':' + path);
+    const bool started = openWithDefaultApp(document);
+    qputenv("PATH", path);
+    QVERIFY(started);
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(log).size() > 0, 10000);
+    QFile opened(log);
+    QVERIFY(opened.open(QIODevice::ReadOnly));
+    const QString argument = QString::fromUtf8(opened.readAll()).trimmed();
     // Either the path itself or its file:// URL reaches the handler.
     QVERIFY2(argument == document || QUrl(argument).toLocalFile() == document,
              qPrintable(argument));
-}
-
-void TestUtils::openWithDefaultApp_missingFile()
-{
-    QTemporaryDir dir;
-    QVERIFY(!openWithDefaultApp(dir.filePath(QStringLiteral("absent.pdf"))));
-    QVERIFY(!openWithDefaultApp(QString()));
 }
 
 REJECTS_TEST_MAIN(TestUtils)
