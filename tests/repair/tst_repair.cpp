@@ -4,7 +4,6 @@
 
 #include "itemdialog.h"
 #include "modalresponder.h"
-#include "planadddialog.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "tabitemseditor.h"
@@ -19,6 +18,7 @@ namespace {
 
 const char *const repairedDefect = "На периодических испытаниях%";
 const char *const defectWithoutPlan = "Ток потребления%";
+const char *const closedPlanDefect = "Рекламация%";
 
 // The names of the item's children the tree shows.
 QStringList shownChildren(QTreeWidgetItem *parent)
@@ -39,9 +39,8 @@ class TestRepair : public QObject
 private slots:
     void initTestCase();
 
-    void linkList_onlyFreeOpenPlans();
-    void newPlan_savedOnlyWithDefect_data();
-    void newPlan_savedOnlyWithDefect();
+    void planButtons_linkOrAddAPlan_data();
+    void planButtons_linkOrAddAPlan();
     void search_deepFamily_keepsItsBranch();
     void itemDialog_limits_data();
     void itemDialog_limits();
@@ -50,7 +49,7 @@ private slots:
 
 private:
     // Logs the user in, drops what the last case left in the register, makes
-    // the defect current and shows it in a new tab.
+    // the defect current and shows it in a new tab with the item tree.
     std::unique_ptr<TabItemsEditor> openDefect(const QString &description,
                                                const QString &user = "kuznetsova");
     QVariant dbValue(const QString &sql) { return m_fx->value(sql); }
@@ -59,11 +58,15 @@ private:
     QDataSet *m_document = nullptr;
 };
 
-// One database for the program: only the saved new plan stays, and it is
-// bound to its defect, so no other case sees it.
+// One database for the program: the plans saved stay bound to their defects,
+// so no other case sees them. The closed plan is bound to its defect.
 void TestRepair::initTestCase()
 {
     START_FIXTURE(m_fx, "repair");
+    QVERIFY(m_fx->db().exec(QString("UPDATE docs.t_process_exam SET id_plan_order_repair = (SELECT "
+                                    "id FROM docs.t_plan_order WHERE c_coment = 'Ремонт КМ-3 по "
+                                    "рекламации') WHERE c_description LIKE '%1'")
+                                .arg(closedPlanDefect)));
 }
 
 std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const QString &description,
@@ -82,73 +85,64 @@ std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const QString &descriptio
     exams->locate("id", dbValue(id.arg(description)).toLongLong());
     auto tab = std::make_unique<TabItemsEditor>();
     tab->refresh();
+    tab->createTree();
     return tab;
 }
 
-// The list offers only the open, unused, not deleted repair plan; choosing
-// nothing is refused, choosing it links it to the defect.
-void TestRepair::linkList_onlyFreeOpenPlans()
+void TestRepair::planButtons_linkOrAddAPlan_data()
 {
-    auto tab = openDefect(defectWithoutPlan);
-    QStringList listed;
-    ModalResponder modal;
-    modal.expect([&listed](QWidget *dialog) {
-        auto *view = dialog->findChild<QTableView *>("tvPlan");
-        for (int row = 0; row < view->model()->rowCount(); ++row)
-            listed << view->model()->index(row, 1).data().toString();
-        view->setCurrentIndex(QModelIndex());
-        dialog->findChild<QPushButton *>("pushButtonAccept")->click();
-        view->setCurrentIndex(view->model()->index(0, 0));
-        dialog->findChild<QPushButton *>("pushButtonAccept")->click();
-    });
-    modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    tab->findChild<QPushButton *>("pushButtonPlanLink")->click();
-
-    QCOMPARE(listed, QStringList("Перекраска корпусов ШУ-10"));
-    QCOMPARE(modal.messages(), QStringList("Внимание!|План не выбран"));
-    const QString plan = "SELECT %1 FROM docs.t_plan_order po JOIN docs.t_doc d ON d.id = "
-                         "po.id_doc WHERE po.c_coment = 'Перекраска корпусов ШУ-10'";
-    QCOMPARE(tab->record().value("id_plan_order_repair"), dbValue(plan.arg("po.id")));
-    QCOMPARE(tab->findChild<QLabel *>("labelPlan")->text(),
-             dbValue(plan.arg("d.c_name")).toString());
-    QVERIFY(!tab->findChild<QPushButton *>("pushButtonPlanAdd")->isEnabled());
-}
-
-void TestRepair::newPlan_savedOnlyWithDefect_data()
-{
+    QTest::addColumn<QString>("button");
     QTest::addColumn<bool>("save");
     QTest::addColumn<QString>("defect");
-    QTest::newRow("defect saved") << true << "Выходное напряжение 23,1 В%";
-    QTest::newRow("defect cancelled") << false << defectWithoutPlan;
+    QTest::newRow("link") << "pushButtonPlanLink" << true << "Отслоение порошкового покрытия%";
+    QTest::newRow("new, defect saved") << "pushButtonPlanAdd" << true << "Выходное напряжение%";
+    QTest::newRow("new, defect cancelled") << "pushButtonPlanAdd" << false << defectWithoutPlan;
 }
 
-// A new plan is written with the defect's commit, bound to it and to no
-// product version, and not at all when the defect is rolled back.
-void TestRepair::newPlan_savedOnlyWithDefect()
+// Both plan dialogs refuse to close with nothing chosen. The link list offers
+// only the open, unused, not deleted repair plan. The plan chosen or made is
+// bound to the defect (a new one to no product version) with the defect's
+// commit; a new plan is not written at all when the defect is rolled back.
+void TestRepair::planButtons_linkOrAddAPlan()
 {
+    QFETCH(QString, button);
     QFETCH(bool, save);
     QFETCH(QString, defect);
-    const QString comment = QTest::currentDataTag();
+    const bool link = button == "pushButtonPlanLink";
+    const QString comment = link ? "Перекраска корпусов ШУ-10" : QTest::currentDataTag();
     auto tab = openDefect(defect);
     ModalResponder modal;
-    modal.expect([comment](QWidget *dialog) {
-        dialog->findChild<QPlainTextEdit *>("leComment")->setPlainText(comment);
-        dialog->findChild<QPushButton *>("pushButtonAccept")->click(); // no type yet: refused
-        auto *type = dialog->findChild<QComboBox *>("cbType");
-        type->setCurrentIndex(type->findText("Ремонтный"));
+    modal.expect([&](QWidget *dialog) {
+        auto *plans = dialog->findChild<QTableView *>("tvPlan");
+        if (link) {
+            QCOMPARE(plans->model()->rowCount(), 1);
+            plans->setCurrentIndex(QModelIndex());
+        } else {
+            dialog->findChild<QPlainTextEdit *>("leComment")->setPlainText(comment);
+        }
+        dialog->findChild<QPushButton *>("pushButtonAccept")->click(); // refused
+        if (link)
+            plans->setCurrentIndex(plans->model()->index(0, 0));
+        else
+            dialog->findChild<QComboBox *>("cbType")->setCurrentText("Ремонтный");
         dialog->findChild<QPushButton *>("pushButtonAccept")->click();
     });
     modal.expect(ModalResponder::pressButton(QMessageBox::Ok));
-    tab->findChild<QPushButton *>("pushButtonPlanAdd")->click();
-    QCOMPARE(modal.messages(), QStringList("Внимание!|Не задан тип"));
-    QCOMPARE(tab->findChild<QLabel *>("labelPlan")->text(), "Новый план");
-    // Plans with this comment, bound to the defect, bound to a product version.
+    tab->findChild<QPushButton *>(button)->click();
+    QCOMPARE(modal.messages(),
+             QStringList(link ? "Внимание!|План не выбран" : "Внимание!|Не задан тип"));
+    QVERIFY(!tab->findChild<QPushButton *>("pushButtonPlanAdd")->isEnabled());
+    const QString name = "SELECT d.c_name FROM docs.t_plan_order po JOIN docs.t_doc d ON d.id = "
+                         "po.id_doc WHERE po.c_coment = '%1'";
+    QCOMPARE(tab->findChild<QLabel *>("labelPlan")->text(),
+             link ? dbValue(name.arg(comment)).toString() : "Новый план");
+    // Plans of this comment; bound to the defect; bound to a product version.
     const QString plans = QString("SELECT concat_ws('/', count(*), count(pe.id), "
                                   "count(po.id_prod_ver)) FROM docs.t_plan_order po LEFT JOIN "
                                   "docs.t_process_exam pe ON pe.id_plan_order_repair = po.id AND "
                                   "pe.c_description LIKE '%1' WHERE po.c_coment = '%2'")
                               .arg(defect, comment);
-    QCOMPARE(dbValue(plans).toString(), "0/0/0");
+    QCOMPARE(dbValue(plans).toString(), link ? "1/0/0" : "0/0/0");
     if (save)
         QVERIFY(m_document->commit(m_fx->connection()));
     else
@@ -161,7 +155,6 @@ void TestRepair::newPlan_savedOnlyWithDefect()
 void TestRepair::search_deepFamily_keepsItsBranch()
 {
     auto tab = openDefect(repairedDefect);
-    tab->createTree();
     auto *tree = tab->findChild<QTreeWidget *>("trwItems");
     QTreeWidgetItem *item = tree->invisibleRootItem();
     QVERIFY(shownChildren(item).size() > 1);
@@ -191,7 +184,7 @@ void TestRepair::itemDialog_limits_data()
     QTest::newRow("pieces") << "Винт М3х8 DIN 7985" << QString("1..10000, 0 decimals: 2 шт.");
     QTest::newRow("kilograms") << "Припой ПОС-61 проволока 1 мм"
                                << QString("0.001..10000, 3 decimals: 2.25 кг");
-    QTest::newRow("no unit data") << "" << QString("1..10000, 0 decimals: 2 шт.");
+    QTest::newRow("no unit data") << "нет такого" << QString("1..10000, 0 decimals: 2 шт.");
 }
 
 // The quantity's range, precision and unit follow the family's unit; the
@@ -201,26 +194,22 @@ void TestRepair::itemDialog_limits()
     QFETCH(QString, family);
     QFETCH(QString, limits);
     const QString id = "SELECT id FROM dirs.t_item_family WHERE c_name = '%1'";
-    ItemDialog dialog(family.isEmpty() ? -1 : dbValue(id.arg(family)).toLongLong(), 2.25, nullptr);
+    ItemDialog dialog(dbValue(id.arg(family)).toLongLong(), 2.25, nullptr);
     auto *qty = dialog.findChild<QDoubleSpinBox *>("sbQty");
-    QCOMPARE(QString("%1..%2, %3 decimals: %4 %5")
-                 .arg(qty->minimum())
-                 .arg(qty->maximum())
-                 .arg(qty->decimals())
-                 .arg(qty->value())
-                 .arg(dialog.findChild<QLabel *>("labelUnit")->text()),
-             limits);
+    const QString shown = QString::asprintf("%g..%g, %d decimals: %g ", qty->minimum(),
+                                            qty->maximum(), qty->decimals(), qty->value());
+    QCOMPARE(shown + dialog.findChild<QLabel *>("labelUnit")->text(), limits);
 }
 
 void TestRepair::rights_data()
 {
     QTest::addColumn<QString>("user");
     QTest::addColumn<bool>("itemsOpen");
-    QTest::addColumn<QString>("plan");
-    QTest::newRow("right, open plan") << "volkov" << true << "Ремонт БП-24 по замечаниям ПСИ";
-    QTest::newRow("right, closed plan") << "volkov" << false << "Ремонт КМ-3 по рекламации";
-    QTest::newRow("no right, open plan") << "petrov" << false << "Ремонт БП-24 по замечаниям ПСИ";
-    QTest::newRow("no right, no plan") << "guest" << false << "";
+    QTest::addColumn<QString>("defect");
+    QTest::newRow("right, open plan") << "volkov" << true << repairedDefect;
+    QTest::newRow("right, closed plan") << "volkov" << false << closedPlanDefect;
+    QTest::newRow("no right, open plan") << "petrov" << false << repairedDefect;
+    QTest::newRow("no right, no plan") << "guest" << false << defectWithoutPlan;
 }
 
 // The item buttons follow the right and the plan's state; without the right
@@ -229,21 +218,14 @@ void TestRepair::rights()
 {
     QFETCH(QString, user);
     QFETCH(bool, itemsOpen);
-    QFETCH(QString, plan);
-    auto tab = openDefect(plan.isEmpty() ? defectWithoutPlan : repairedDefect, user);
-    QSqlRecord defect = tab->record();
-    if (!plan.isEmpty()) {
-        const QString id = "SELECT id FROM docs.t_plan_order WHERE c_coment = '%1'";
-        defect.setValue("id_plan_order_repair", dbValue(id.arg(plan)));
-        tab->setRecord(&defect);
-    }
-    tab->createTree();
+    QFETCH(QString, defect);
+    auto tab = openDefect(defect, user);
     auto *tree = tab->findChild<QTreeWidget *>("trwItems");
     QTreeWidgetItem *type = tree->findItems("Крепеж", Qt::MatchExactly).value(0);
     type->setExpanded(true);
     tree->setCurrentItem(type->child(0));
     auto *content = tab->findChild<QTableView *>("tvContent");
-    QVERIFY(content->model()->rowCount() > 0 || plan.isEmpty());
+    QVERIFY(content->model()->rowCount() > 0 || defect == defectWithoutPlan);
     content->setCurrentIndex(content->model()->index(0, 0));
     for (const char *name : {"btAddItem", "btEditItem", "btDeleteItem"})
         QVERIFY2(tab->findChild<QToolButton *>(name)->isEnabled() == itemsOpen, name);
