@@ -18,7 +18,7 @@ namespace {
 
 const char *const repairedDefect = "На периодических испытаниях%";
 const char *const defectWithoutPlan = "Ток потребления%";
-const char *const closedPlanDefect = "Рекламация%";
+const char *const closedPlanDefect = "Рекламация%"; // bound to the closed plan below
 
 // The names of the item's children the tree shows.
 QStringList shownChildren(QTreeWidgetItem *parent)
@@ -63,10 +63,9 @@ private:
 void TestRepair::initTestCase()
 {
     START_FIXTURE(m_fx, "repair");
-    QVERIFY(m_fx->db().exec(QString("UPDATE docs.t_process_exam SET id_plan_order_repair = (SELECT "
-                                    "id FROM docs.t_plan_order WHERE c_coment = 'Ремонт КМ-3 по "
-                                    "рекламации') WHERE c_description LIKE '%1'")
-                                .arg(closedPlanDefect)));
+    QVERIFY(m_fx->db().exec("UPDATE docs.t_process_exam SET id_plan_order_repair = (SELECT id FROM "
+                            "docs.t_plan_order WHERE c_coment = 'Ремонт КМ-3 по рекламации') "
+                            "WHERE c_description LIKE 'Рекламация%'"));
 }
 
 std::unique_ptr<TabItemsEditor> TestRepair::openDefect(const QString &description,
@@ -120,7 +119,7 @@ void TestRepair::planButtons_linkOrAddAPlan()
         } else {
             dialog->findChild<QPlainTextEdit *>("leComment")->setPlainText(comment);
         }
-        dialog->findChild<QPushButton *>("pushButtonAccept")->click(); // refused
+        dialog->findChild<QPushButton *>("pushButtonAccept")->click(); // nothing chosen
         if (link)
             plans->setCurrentIndex(plans->model()->index(0, 0));
         else
@@ -229,7 +228,6 @@ void TestRepair::rights()
     content->setCurrentIndex(content->model()->index(0, 0));
     for (const char *name : {"btAddItem", "btEditItem", "btDeleteItem"})
         QVERIFY2(tab->findChild<QToolButton *>(name)->isEnabled() == itemsOpen, name);
-    QVERIFY(tab->findChild<QToolButton *>("btHistoryTree")->isEnabled());
     if (itemsOpen)
         return;
 
