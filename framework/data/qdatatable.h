@@ -303,6 +303,8 @@ signals:
     void getDispInfo(int column, QVariant *value, QCellData *cell, QSqlRecord *record,
                      int rowState);
     void dataChanged(QString table, QVariant oldValue, QVariant newValue, QString field);
+    // The filters have been applied: once per pass over the rows.
+    void filtered();
 
 public slots:
     void onIDRequest();

@@ -89,8 +89,10 @@ void QDataTable::applyFilters()
             }
         }
     }
-    if (!m_view || m_view->model() != m_model)
+    if (!m_view || m_view->model() != m_model) {
+        emit filtered();
         return;
+    }
     // Only the rows whose visibility changes are touched, with the view's
     // updates suspended and its vertical header quiet (a shown header would
     // lay itself out again on every change); the view lays out once after.
@@ -111,6 +113,7 @@ void QDataTable::applyFilters()
     if (changed)
         m_view->doItemsLayout();
     m_view->setUpdatesEnabled(updates);
+    emit filtered();
 }
 
 // ---------------------------------------------------------------- indexing
