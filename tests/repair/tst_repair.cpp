@@ -202,13 +202,11 @@ void TestRepair::rights()
     QFETCH(QString, user);
     QFETCH(bool, itemsOpen);
     QFETCH(QString, plan);
-    auto tab = openDefect(plan.isEmpty() ? defectWithoutPlan : repairedDefect, user);
-    QSqlRecord defect = tab->record(); // shown with the plan of the row
-    if (!plan.isEmpty()) {
-        const QString id = "SELECT id FROM docs.t_plan_order WHERE c_coment = '%1'";
-        defect.setValue("id_plan_order_repair", dbValue(id.arg(plan)));
-        tab->setRecord(&defect);
-    }
+    auto tab = openDefect(repairedDefect, user);
+    QSqlRecord defect = tab->record(); // shown with the plan of the row, or none
+    const QString id = "SELECT id FROM docs.t_plan_order WHERE c_coment = '%1'";
+    defect.setValue("id_plan_order_repair", dbValue(id.arg(plan)));
+    tab->setRecord(&defect);
     auto *tree = tab->findChild<QTreeWidget *>("trwItems");
     QTreeWidgetItem *type = tree->findItems("Крепеж", Qt::MatchExactly).value(0);
     type->setExpanded(true);
