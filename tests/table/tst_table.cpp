@@ -235,6 +235,8 @@ private slots:
 
         QVERIFY(table->deleteRow(0));
         QVERIFY(table->getRecord(0, true).isEmpty());
+        QCOMPARE(table->getRecord(0).value(QStringLiteral("c_name")).toString(),
+                 QStringLiteral("a"));
         QVERIFY(table->deleteRow(table->newRow()));
         const qlonglong dropped = table->insertedRows().first();
         table->setCurrentRow(1);
