@@ -221,6 +221,17 @@ void tst_Script::runScript_namedScriptOnThePublishedConnection()
                                      "'Script' AND c_key <> 'last'"))
                  .toInt(),
              0);
+
+    // The user's rights hold: the guest reads the dictionary, but the database
+    // refuses him a new fault type.
+    QVERIFY2(fx.login(QStringLiteral("guest")), qPrintable(fx.error()));
+    QVERIFY(runScript(QStringLiteral("FAULT_TYPE_SELECT")).isValid());
+    const QVariantList type{QStringLiteral("Тип гостя"), QStringLiteral("GUEST"), QString()};
+    QVERIFY(!runScript(QStringLiteral("FAULT_TYPE_INSERT"), type).isActive());
+    QCOMPARE(fx.value(QStringLiteral("SELECT count(*) FROM qms.t_fault_type WHERE c_sys_name = "
+                                     "'GUEST'"))
+                 .toInt(),
+             0);
 }
 
 REJECTS_TEST_MAIN(tst_Script)
