@@ -235,6 +235,7 @@ void TestFaults::chooser_changesStoredAndListed()
         chooseType(&dialog, QStringLiteral("Без кодов"));
         QCOMPARE(listed(&dialog, m_codes), QString());
         QCOMPARE(dialog.currentData(), qint64(0));
+        QCOMPARE(dialog.currentFullName(), QString());
         modal.expect([&modal](QWidget *editor) {
             QVERIFY(makeCurrent(editor, QStringLiteral("Без кодов")));
             modal.expect(ModalResponder::pressButton(QMessageBox::Ok));

@@ -272,8 +272,9 @@ void TestWidgets::bubbleTip_showsAndHides()
     QTRY_VERIFY(bubble.isNull());
     bubble = QBubbleTip::critical(t, t, at, 0);
 
-    // A new balloon replaces the one shown, unless asked to stand beside it.
-    QPointer<QBubbleTip> beside = QBubbleTip::warning(t, t, at, 0, true, false);
+    // A new balloon replaces the one shown, unless asked to stand beside it
+    // (this one without an arrow: its corner at the point).
+    QPointer<QBubbleTip> beside = QBubbleTip::warning(t, t, at, 0, false, false);
     QTest::qWait(200);
     QVERIFY(bubble && bubble->isVisible() && beside);
 
