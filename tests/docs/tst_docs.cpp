@@ -107,6 +107,10 @@ void TestDocs::severalTemplates_firstBuiltChoiceRebuilds()
     QCOMPARE(documentText(&creator), QStringLiteral("второй 77")); // by name
     list->setCurrentIndex(list->model()->index(1, 2));
     QCOMPARE(documentText(&creator), QStringLiteral("первый 77"));
+    // A ready document is shown without the templates.
+    creator.setDocument(QStringLiteral("<p>Готовый акт</p>"));
+    QVERIFY(list->isHidden());
+    QCOMPARE(documentText(&creator), QStringLiteral("Готовый акт"));
 }
 
 void TestDocs::brokenTemplates_data()

@@ -29,19 +29,19 @@ class TestUtils : public QObject
     Q_OBJECT
 
 private slots:
-    void formatPhone_data();
-    void formatPhone();
+    void formatPhone_byLength_data();
+    void formatPhone_byLength();
     void newUUID_upperCaseWithoutBraces();
     void separator_ownedByParent();
 
-    void callouts_data();
-    void callouts();
+    void callouts_reachTheNamedModuleOrDoNothing_data();
+    void callouts_reachTheNamedModuleOrDoNothing();
     void historyByItem_passesItsFamily();
     void openWithDefaultApp_startsDesktopHandlerForFilesOnly();
 };
 
 // The numbers a user types, and malformed ones that must come back unharmed.
-void TestUtils::formatPhone_data()
+void TestUtils::formatPhone_byLength_data()
 {
     QTest::addColumn<QString>("number");
     QTest::addColumn<QString>("shown");
@@ -59,11 +59,11 @@ void TestUtils::formatPhone_data()
         QTest::newRow(*c[0] ? c[0] : "empty") << QString::fromUtf8(c[0]) << QString::fromUtf8(c[1]);
 }
 
-void TestUtils::formatPhone()
+void TestUtils::formatPhone_byLength()
 {
     QFETCH(QString, number);
     QFETCH(QString, shown);
-    QCOMPARE(::formatPhone(number), shown);
+    QCOMPARE(formatPhone(number), shown);
 }
 
 void TestUtils::newUUID_upperCaseWithoutBraces()
@@ -82,7 +82,7 @@ void TestUtils::separator_ownedByParent()
     QVERIFY(action.isNull());
 }
 
-void TestUtils::callouts_data()
+void TestUtils::callouts_reachTheNamedModuleOrDoNothing_data()
 {
     QTest::addColumn<QString>("dir");
     QTest::addColumn<QStringList>("calls"); // %1 the parent widget
@@ -105,7 +105,7 @@ void TestUtils::callouts_data()
 // Every stand-in module exports every call-out function: the calls say which
 // module and function each wrapper reached, with which arguments. Without a
 // module or its function, nothing happens and nothing is made.
-void TestUtils::callouts()
+void TestUtils::callouts_reachTheNamedModuleOrDoNothing()
 {
     QFETCH(QString, dir);
     QFETCH(QStringList, calls);
