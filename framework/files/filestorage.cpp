@@ -30,10 +30,11 @@ QString cachedHelpPath;
 const qint64 readChunk = 4 * 1024 * 1024;
 const qint64 progressFrom = 16 * 1024 * 1024;
 
-QString tr(const char *text)
+// The translation context of the storage's messages.
+struct FileStorage
 {
-    return QCoreApplication::translate("FileStorage", text);
-}
+    Q_DECLARE_TR_FUNCTIONS(FileStorage)
+};
 
 QString readAttribute(const char *sql)
 {
@@ -94,8 +95,8 @@ QSqlRecord findStoredFile(const char *sql, const QVariant &value, bool *answered
 void tellNotStored(const QString &name)
 {
     QSqlConnection *connection = appConnection();
-    QMessageBox::warning(nullptr, tr("Внимание"),
-                         tr("Файл %1 не сохранен.\n%2")
+    QMessageBox::warning(nullptr, FileStorage::tr("Внимание"),
+                         FileStorage::tr("Файл %1 не сохранен.\n%2")
                              .arg(name, connection ? connection->lastErrorText() : QString()));
 }
 
@@ -111,8 +112,8 @@ bool writeWhole(const QString &path, const QByteArray &content)
 
 QString askDirectory()
 {
-    return QFileDialog::getExistingDirectory(nullptr, tr("Извлечь вложение"), QString(),
-                                             QFileDialog::ShowDirsOnly);
+    return QFileDialog::getExistingDirectory(nullptr, FileStorage::tr("Извлечь вложение"),
+                                             QString(), QFileDialog::ShowDirsOnly);
 }
 
 // Where a file is extracted to: the temporary directory, or one the user
@@ -228,7 +229,8 @@ bool extractStoredFile(const QString &fileName, const QString &target, bool help
     }
     const QByteArray content = databaseContent(fileName, help);
     if (content.isEmpty()) {
-        QMessageBox::warning(nullptr, tr("Внимание!"), tr("Файл %1 не найден").arg(fileName));
+        QMessageBox::warning(nullptr, FileStorage::tr("Внимание!"),
+                             FileStorage::tr("Файл %1 не найден").arg(fileName));
         return false;
     }
     return writeWhole(target, content);
@@ -274,13 +276,16 @@ void loadFileAllFromBase(QDataTable *table, bool help)
     if (directory.isEmpty())
         return;
     bool accepted = false;
-    const QString subdirectory = QInputDialogEx::getString(
-        nullptr, tr("Создать подкаталог для файлов"), tr("Новый каталог"), QString(), &accepted);
+    const QString subdirectory =
+        QInputDialogEx::getString(nullptr, FileStorage::tr("Создать подкаталог для файлов"),
+                                  FileStorage::tr("Новый каталог"), QString(), &accepted);
     if (accepted) {
         if (subdirectory.isEmpty()) {
-            QMessageBox::warning(nullptr, tr("Внимане"), tr("Не задан каталог"));
+            QMessageBox::warning(nullptr, FileStorage::tr("Внимане"),
+                                 FileStorage::tr("Не задан каталог"));
         } else if (QDir(directory).exists(subdirectory)) {
-            QMessageBox::warning(nullptr, tr("Внимане"), tr("Каталог уже существует"));
+            QMessageBox::warning(nullptr, FileStorage::tr("Внимане"),
+                                 FileStorage::tr("Каталог уже существует"));
         } else if (QDir(directory).mkdir(subdirectory)) {
             directory += QLatin1Char('/') + subdirectory;
         }
@@ -290,7 +295,8 @@ void loadFileAllFromBase(QDataTable *table, bool help)
         if (!name.isEmpty())
             extractRowFile(table, row, QDir(directory).filePath(name), help);
     }
-    QMessageBox::information(nullptr, tr("Загрузка файлов"), tr("Файлы сохранены"));
+    QMessageBox::information(nullptr, FileStorage::tr("Загрузка файлов"),
+                             FileStorage::tr("Файлы сохранены"));
 }
 
 bool checkFileName(QString &fileName)
@@ -304,10 +310,11 @@ bool checkFileName(QString &fileName)
     }
     if (refused.isEmpty())
         return true;
-    QMessageBox::critical(nullptr, tr("Внимание"),
-                          tr("Не удалось загрузить файл :\n") + fileName +
-                              tr("\nСледующие символы в имени файла не могут быть обработаны:\n") +
-                              refused.join(QStringLiteral(", ")));
+    QMessageBox::critical(
+        nullptr, FileStorage::tr("Внимание"),
+        FileStorage::tr("Не удалось загрузить файл :\n") + fileName +
+            FileStorage::tr("\nСледующие символы в имени файла не могут быть обработаны:\n") +
+            refused.join(QStringLiteral(", ")));
     return false;
 }
 
@@ -352,9 +359,9 @@ StoreResult storeFileContent(const QString &directory, const QString &name,
         return srFailed;
     }
     if (!stored.isEmpty() && !storedContentEquals(stored, directory, content)) {
-        QMessageBox::warning(nullptr, tr("Внимание"),
-                             tr("В хранилище уже есть другой файл с именем %1.\n"
-                                "Переименуйте файл и прикрепите его снова.")
+        QMessageBox::warning(nullptr, FileStorage::tr("Внимание"),
+                             FileStorage::tr("В хранилище уже есть другой файл с именем %1.\n"
+                                             "Переименуйте файл и прикрепите его снова.")
                                  .arg(name));
         return srConflict;
     }
@@ -415,17 +422,19 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
     QFile file(path);
     const QString name = QFileInfo(path).fileName();
     if (!content || !file.open(QIODevice::ReadOnly)) {
-        QMessageBox::warning(parent, tr("Ошибка"), tr("Не удалось прочитать файл %1").arg(path));
+        QMessageBox::warning(parent, FileStorage::tr("Ошибка"),
+                             FileStorage::tr("Не удалось прочитать файл %1").arg(path));
         return false;
     }
     const qint64 size = file.size();
     if (size > maxAttachmentSize()) {
-        QMessageBox::warning(parent, tr("Внимание"),
-                             tr("Файл %1 слишком велик (%2 МБ).\nНаибольший размер вложения - "
-                                "%3 МБ.")
-                                 .arg(name)
-                                 .arg(size / (1024 * 1024))
-                                 .arg(maxAttachmentSize() / (1024 * 1024)));
+        QMessageBox::warning(
+            parent, FileStorage::tr("Внимание"),
+            FileStorage::tr("Файл %1 слишком велик (%2 МБ).\nНаибольший размер вложения - "
+                            "%3 МБ.")
+                .arg(name)
+                .arg(size / (1024 * 1024))
+                .arg(maxAttachmentSize() / (1024 * 1024)));
         return false;
     }
     QByteArray data;
@@ -434,9 +443,9 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
     // keeps answering and the user may give up.
     std::unique_ptr<QProgressDialog> progress;
     if (size >= progressFrom) {
-        progress =
-            std::make_unique<QProgressDialog>(tr("Чтение файла %1").arg(name), tr("Отмена"), 0,
-                                              static_cast<int>(size / readChunk) + 1, parent);
+        progress = std::make_unique<QProgressDialog>(
+            FileStorage::tr("Чтение файла %1").arg(name), FileStorage::tr("Отмена"), 0,
+            static_cast<int>(size / readChunk) + 1, parent);
         progress->setWindowModality(Qt::WindowModal);
         progress->setMinimumDuration(0);
     }
@@ -452,7 +461,8 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
         }
     }
     if (data.size() != size) {
-        QMessageBox::warning(parent, tr("Ошибка"), tr("Не удалось прочитать файл %1").arg(path));
+        QMessageBox::warning(parent, FileStorage::tr("Ошибка"),
+                             FileStorage::tr("Не удалось прочитать файл %1").arg(path));
         return false;
     }
     *content = data;

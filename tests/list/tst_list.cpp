@@ -23,7 +23,8 @@ private slots:
     void init();
     void cleanup();
 
-    void modalAnswer_failedCheckFailsAtOnce();
+    void testMachinery_failsAtOnce_data();
+    void testMachinery_failsAtOnce();
     void decoration_followsDecisionRejectAndReactionThroughSorting();
     void actions_followCurrentVisibleDefect_data();
     void actions_followCurrentVisibleDefect();
@@ -124,22 +125,41 @@ void TestList::cleanup()
     m_modal.reset();
 }
 
-// A failed check inside a modal answer fails the test at once instead of
-// leaving the window open until the time limit: run in a child process of
-// this program, whose failing answer must end it quickly.
-void TestList::modalAnswer_failedCheckFailsAtOnce()
+// Faults in a test's own machinery fail it, and at once: a failed check inside
+// a modal answer (instead of leaving the window open until the time limit),
+// and a connection by signature text that finds no signal (the wiring guard).
+// Each runs in a child process of this program, which must fail saying why.
+void TestList::testMachinery_failsAtOnce_data()
 {
-    if (qEnvironmentVariableIsSet("REJECTS_FAILING_ANSWER")) {
+    QTest::addColumn<QString>("fault");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("failing modal answer") << "answer"
+                                          << "a failing answer";
+    QTest::newRow("no such signal") << "wiring"
+                                    << "wiring error: QObject::connect: No such signal";
+}
+
+void TestList::testMachinery_failsAtOnce()
+{
+    const QByteArray childFault = qgetenv("REJECTS_CHILD_FAULT");
+    if (childFault == "answer") {
         m_modal->expect([](QWidget *) { QVERIFY2(false, "a failing answer"); });
         QMessageBox::information(nullptr, "Внимание", "Ответ");
         return;
     }
+    if (childFault == "wiring") {
+        QObject::connect(qApp, SIGNAL(noSuch()), qApp, SLOT(quit()));
+        return;
+    }
+    QFETCH(QString, fault);
+    QFETCH(QString, said);
     QProcess child;
-    qputenv("REJECTS_FAILING_ANSWER", "1");
-    child.start(QCoreApplication::applicationFilePath(), {"modalAnswer_failedCheckFailsAtOnce"});
-    qunsetenv("REJECTS_FAILING_ANSWER");
+    qputenv("REJECTS_CHILD_FAULT", fault.toUtf8());
+    child.start(QCoreApplication::applicationFilePath(), {"testMachinery_failsAtOnce"});
+    qunsetenv("REJECTS_CHILD_FAULT");
     QVERIFY2(child.waitForFinished(60000), "a failing modal answer left its window open");
-    QVERIFY(child.readAllStandardOutput().contains("a failing answer"));
+    QVERIFY(child.exitCode() != 0);
+    QVERIFY(child.readAllStandardOutput().contains(said.toUtf8()));
 }
 
 // The picture column sorts by the count it does not show; each defect keeps
