@@ -471,7 +471,9 @@ bool readFileContent(const QString &path, QByteArray *content, QWidget *parent)
 
 QString fileSizeKb(qint64 bytes)
 {
-    return QString::number(bytes * 0.0009765625, 'g', 6);
+    // Tenths of a kilobyte; a file that is not empty never shows as 0.
+    const qint64 tenths = qRound64(bytes / 102.4);
+    return QString::number((bytes > 0 ? qMax<qint64>(tenths, 1) : 0) / 10.0, 'g', 15);
 }
 
 QString fileTimeStamp()

@@ -123,8 +123,8 @@ REJECTS_EXPORT bool readFileContent(const QString &path, QByteArray *content,
                                     QWidget *parent = nullptr);
 REJECTS_EXPORT qint64 maxAttachmentSize();
 
-// The size of a file in kilobytes (bytes / 1024, up to 6 significant
-// digits), as every list of files shows it.
+// The size of a file in kilobytes to a tenth (bytes / 1024: "0.3", "38.5",
+// "240"), as every list of files shows it.
 REJECTS_EXPORT QString fileSizeKb(qint64 bytes);
 
 // The current local date and time as it begins the names of photos and

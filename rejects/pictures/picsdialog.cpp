@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
+#include <QHeaderView>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSqlField>
@@ -35,6 +36,15 @@ PicsDialog::PicsDialog(QDataTable *pics, QWidget *parent)
         connect(m_pics, SIGNAL(getDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)), this,
                 SLOT(onGetDispInfo(int, QVariant *, QCellData *, QSqlRecord *, int)));
         redrawSizes();
+        // The names take the room the sizes leave; a long name loses its middle.
+        QHeaderView *header = ui->tvPics->horizontalHeader();
+        const int name = m_pics->getColumns().indexOf(QStringLiteral("c_file"));
+        const int size = m_pics->getColumns().indexOf(QStringLiteral("n_size"));
+        if (size >= 0)
+            header->setSectionResizeMode(size, QHeaderView::ResizeToContents);
+        if (name >= 0)
+            header->setSectionResizeMode(name, QHeaderView::Stretch);
+        ui->tvPics->setTextElideMode(Qt::ElideMiddle);
     }
     if (ui->tvPics->selectionModel())
         connect(ui->tvPics->selectionModel(), SIGNAL(currentChanged(QModelIndex, QModelIndex)),
