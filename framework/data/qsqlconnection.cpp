@@ -15,6 +15,32 @@
 
 namespace {
 
+// The server's own refusals (a broken key, a missing right) name tables and
+// constraints in English; the user reads what happened in plain words. The
+// refusals our schema raises are written for the user and stay as they are;
+// the developer log keeps the server's text with the statement.
+struct PlainReason
+{
+    const char *state;
+    const char *serverText;
+    const char *text;
+};
+
+const PlainReason plainReasons[] = {
+    {"23503", "violates foreign key constraint",
+     QT_TRANSLATE_NOOP("QSqlConnection",
+                       "Запись связана с другими данными (используется в них или ссылается на "
+                       "удаленную): изменение не сохранено")},
+    {"23505", "violates unique constraint",
+     QT_TRANSLATE_NOOP("QSqlConnection", "Такая запись уже есть")},
+    {"23502", "null value in column",
+     QT_TRANSLATE_NOOP("QSqlConnection", "Не заполнено обязательное поле")},
+    {"23514", "violates check constraint",
+     QT_TRANSLATE_NOOP("QSqlConnection", "Значение не допускается")},
+    {"42501", "permission denied",
+     QT_TRANSLATE_NOOP("QSqlConnection", "Недостаточно прав для этого действия")},
+};
+
 QVariant appProperty(const char *name)
 {
     return QCoreApplication::instance() ? QCoreApplication::instance()->property(name) : QVariant();
@@ -201,9 +227,10 @@ bool QSqlConnection::login(const QString &login, const QString &password)
 
     // The login goes into the statement through the driver, like any value.
     QSqlQuery query(database);
-    if (query.exec(parseQuery(QStringLiteral("select c_name from sys.t_user where c_login = :login"),
-                              QStringLiteral("login"), QVariant(login.isNull() ? QString(QLatin1String(""))
-                                                                             : login)))) {
+    if (query.exec(
+            parseQuery(QStringLiteral("select c_name from sys.t_user where c_login = :login"),
+                       QStringLiteral("login"),
+                       QVariant(login.isNull() ? QString(QLatin1String("")) : login)))) {
         query.first();
         setAppProperty("LogedIn", query.value(QStringLiteral("c_name")).toString());
     } else if (login.isEmpty()) {
@@ -280,6 +307,11 @@ QString QSqlConnection::lastErrorText() const
     const int colon = text.indexOf(QLatin1String(":  "));
     if (colon > 0 && colon < 16 && !text.left(colon).contains(QLatin1Char(' ')))
         text = text.mid(colon + 3).trimmed();
+    for (const PlainReason &reason : plainReasons) {
+        if (m_lastError.nativeErrorCode() == QLatin1String(reason.state) &&
+            text.contains(QLatin1String(reason.serverText)))
+            return tr(reason.text);
+    }
     return text;
 }
 

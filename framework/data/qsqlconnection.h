@@ -141,7 +141,9 @@ public:
     // The error of the last statement run here; no error after a success.
     QSqlError lastError() const { return m_lastError; }
     // The same in plain words: the server's message without its severity
-    // prefix and its detail lines; empty after a success.
+    // prefix and its detail lines, and the server's own refusals of a key, a
+    // required field, a check or a right said as the user understands them;
+    // empty after a success.
     QString lastErrorText() const;
     // The server is not reachable since a statement found the connection
     // broken; cleared by a successful reconnect().

@@ -41,6 +41,8 @@ private slots:
     void placeholders_boundAndTraced();
     void failedStatement_boxOnlyInDebugWithGui_data();
     void failedStatement_boxOnlyInDebugWithGui();
+    void refusals_saidInPlainWords_data();
+    void refusals_saidInPlainWords();
     void login_setsPropertiesAndRefusalChangesNothing_data();
     void login_setsPropertiesAndRefusalChangesNothing();
     void connect_answersEachStatus_data();
@@ -202,6 +204,35 @@ void TestConnection::failedStatement_boxOnlyInDebugWithGui()
     QCOMPARE(modal.messages(),
              box ? QStringList{"Database error|" + query.lastError().text().trimmed()}
                  : QStringList());
+}
+
+void TestConnection::refusals_saidInPlainWords_data()
+{
+    QTest::addColumn<QString>("sql");
+    QTest::addColumn<QString>("said");
+    const QString entry = "INSERT INTO docs.t_process_exam_disc (id_process_exam, c_text) ";
+    QTest::newRow("missing defect") << entry + "VALUES (-1, 'x')"
+                                    << "Запись связана с другими данными";
+    QTest::newRow("empty entry") << entry + "SELECT min(id), '' FROM docs.t_process_exam"
+                                 << "Значение не допускается";
+    QTest::newRow("no right") << "DELETE FROM sys.t_script"
+                              << "Недостаточно прав";
+    QTest::newRow("the schema's own reason") << "SELECT sys.f_check_quantity('NaN', 'Количество')"
+                                             << "Количество должно быть числом больше нуля";
+    QTest::newRow("other errors as they are") << "select no_such_column"
+                                              << "no_such_column";
+}
+
+// The server's refusals of a key, a check or a right reach the user in plain
+// words; the reasons the schema gives itself, and other errors, unchanged.
+void TestConnection::refusals_saidInPlainWords()
+{
+    QFETCH(QString, sql);
+    QFETCH(QString, said);
+    LOGGED_IN(conn);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Error executing query: "));
+    QVERIFY(!conn->execScript(sql, QVariantList()).isActive());
+    QVERIFY2(conn->lastErrorText().contains(said), qPrintable(conn->lastErrorText()));
 }
 
 void TestConnection::login_setsPropertiesAndRefusalChangesNothing_data()
