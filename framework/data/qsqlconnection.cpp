@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlField>
+#include <QTcpSocket>
 #include <QTimer>
 #include <cstdio>
 
@@ -76,7 +77,13 @@ QSqlConnection::QSqlConnection(QLibrary *driver, QObject *parent)
     // While the server is lost the connection is tried again this often.
     m_reconnectTimer = new QTimer(this);
     m_reconnectTimer->setInterval(2000);
-    connect(m_reconnectTimer, &QTimer::timeout, this, &QSqlConnection::reconnect);
+    connect(m_reconnectTimer, &QTimer::timeout, this, &QSqlConnection::tryReconnect);
+    m_probe = new QTcpSocket(this);
+    connect(m_probe, &QTcpSocket::connected, this, [this] {
+        m_probe->abort();
+        if (m_lost)
+            reconnect();
+    });
     database.close();
     if (driver)
         init(driver);
@@ -276,8 +283,25 @@ void QSqlConnection::markLost(const QString &reason)
     emit connectionLost(reason);
     // The server may be back already (a restart): try at once, then keep
     // trying until it answers.
-    if (!reconnect() && m_lost)
+    tryReconnect();
+    if (m_lost)
         m_reconnectTimer->start();
+}
+
+void QSqlConnection::tryReconnect()
+{
+    // A server on a TCP host is first knocked at, without waiting: connecting
+    // to an unreachable host would hold the window for the whole connect
+    // timeout on every attempt. Its answer (connected) reconnects; a knock
+    // still unanswered at the next attempt is given up. A local socket, or a
+    // list of hosts, answers at once and is tried directly.
+    const QString host = database.hostName();
+    if (host.isEmpty() || host.startsWith(QLatin1Char('/')) || host.contains(QLatin1Char(','))) {
+        reconnect();
+        return;
+    }
+    m_probe->abort();
+    m_probe->connectToHost(host, database.port() > 0 ? quint16(database.port()) : quint16(5432));
 }
 
 bool QSqlConnection::isBroken(const QSqlError &error)

@@ -14,6 +14,7 @@
 
 class QLibrary;
 class QPlainTextEdit;
+class QTcpSocket;
 class QTimer;
 class infoList;
 
@@ -166,6 +167,7 @@ private:
     void run(QString text, QSqlQuery *query);
     bool isBroken(const QSqlError &error);
     void markLost(const QString &reason);
+    void tryReconnect();
 
     bool loginError = false;
     QLibrary *driver = nullptr;
@@ -188,4 +190,5 @@ private:
     QString m_login, m_password;
     bool m_lost = false;
     QTimer *m_reconnectTimer = nullptr;
+    QTcpSocket *m_probe = nullptr;
 };
