@@ -37,14 +37,14 @@ bool PgCreationScript::append(QString &script, const char *part)
 QString PgCreationScript::text()
 {
     QString script = QStringLiteral("SET rejects.admin_verifier = ") +
-                     PgLiteral::text(PgScram::verifier(adminPassword())) +
-                     QStringLiteral(";\n") + QStringLiteral("SET rejects.file_path = ") +
-                     PgLiteral::text(filePath()) + QStringLiteral(";\n");
+                     PgLiteral::text(PgScram::verifier(adminPassword())) + QStringLiteral(";\n") +
+                     QStringLiteral("SET rejects.file_path = ") + PgLiteral::text(filePath()) +
+                     QStringLiteral(";\n");
     if (!append(script, ":/db/roles.sql"))
         return QString(); // a broken build: no half script
     script += QStringLiteral("SET ROLE rejects_owner;\n");
-    for (const char *part :
-         {":/db/schema.sql", ":/db/scripts.sql", ":/db/init.sql", ":/db/users.sql", ":/db/rights.sql"}) {
+    for (const char *part : {":/db/schema.sql", ":/db/scripts.sql", ":/db/init.sql",
+                             ":/db/users.sql", ":/db/rights.sql"}) {
         if (!append(script, part))
             return QString();
     }

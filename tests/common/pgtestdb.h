@@ -6,9 +6,9 @@
 #include <QStringList>
 
 // A database of the test cluster that scripts/test started (PGHOST and PGPORT
-// point at it; the fixture connects as REJECTS_TEST_DBA over TCP). Each PgTestDb is a fresh database, either a copy of the
-// demo template (schema, scripts, initial and demo data) or an empty one, and
-// it is dropped again when the object goes away.
+// point at it; the fixture connects as REJECTS_TEST_DBA over TCP). Each PgTestDb is a fresh
+// database, either a copy of the demo template (schema, scripts, initial and demo data) or an empty
+// one, and it is dropped again when the object goes away.
 class PgTestDb
 {
 public:
