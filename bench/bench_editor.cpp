@@ -9,6 +9,7 @@
 // The database is chosen by the PG* environment variables, as the driver
 // reads them. Saves write into that database.
 
+#include "benchsession.h"
 #include "qdataeditor.h"
 #include "qdataset.h"
 #include "qdatatable.h"
@@ -32,7 +33,7 @@
 
 namespace {
 
-QTextStream out(stdout);
+QTextStream &out = benchOut();
 
 struct Figures
 {
@@ -77,22 +78,16 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
+    BenchSession session;
+    session.addOptions(parser);
     parser.addOption({QStringLiteral("moves"), QStringLiteral("Row moves to time."),
                       QStringLiteral("n"), QStringLiteral("100")});
     parser.addOption({QStringLiteral("saves"), QStringLiteral("Saves to time."),
                       QStringLiteral("n"), QStringLiteral("20")});
-    parser.addOption({QStringLiteral("driver"), QStringLiteral("Driver library."),
-                      QStringLiteral("path"), QStringLiteral(PGDRIVER_PATH)});
     parser.process(app);
 
-    QLibrary driver(parser.value(QStringLiteral("driver")));
-    QSqlConnection connection(&driver);
-    if (!connection.Connect(QStringLiteral("MainConnection"), true) ||
-        !connection.login(QStringLiteral("kuznetsova"), QStringLiteral("kuznetsova"))) {
-        out << "cannot connect or log in (check PGDATABASE)" << Qt::endl;
+    if (!session.open(parser))
         return 1;
-    }
-    app.setProperty("Connection", objToVar(&connection));
 
     auto *module = static_cast<Rejects *>(getInterface(nullptr));
     module->resize(1400, 900);
@@ -142,7 +137,7 @@ int main(int argc, char *argv[])
         toggle(users, 1);
         saves.ms << timed([&] { apply->click(); });
         if (set->isModified()) {
-            out << "save " << i << " failed: " << connection.lastErrorText() << Qt::endl;
+            out << "save " << i << " failed: " << session.connection()->lastErrorText() << Qt::endl;
             return 1;
         }
     }

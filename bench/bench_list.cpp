@@ -7,6 +7,7 @@
 // The database is chosen by the PG* environment variables (PGHOST, PGPORT,
 // PGDATABASE, PGUSER), as the driver reads them.
 
+#include "benchsession.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
@@ -28,7 +29,7 @@ extern "C" QDataSet *getDocument(QObject *parent);
 
 namespace {
 
-QTextStream out(stdout);
+QTextStream &out = benchOut();
 
 double cpuMs()
 {
@@ -68,25 +69,14 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
-    parser.addOption({QStringLiteral("login"), QStringLiteral("User login."),
-                      QStringLiteral("login"), QStringLiteral("kuznetsova")});
-    parser.addOption({QStringLiteral("password"), QStringLiteral("Password."),
-                      QStringLiteral("password"), QStringLiteral("kuznetsova")});
+    BenchSession session;
+    session.addOptions(parser);
     parser.addOption({QStringLiteral("show"), QStringLiteral("Keep the list on screen N seconds."),
                       QStringLiteral("seconds"), QStringLiteral("0")});
-    parser.addOption({QStringLiteral("driver"), QStringLiteral("Driver library."),
-                      QStringLiteral("path"), QStringLiteral(PGDRIVER_PATH)});
     parser.process(app);
 
-    QLibrary driver(parser.value(QStringLiteral("driver")));
-    QSqlConnection connection(&driver);
-    if (!connection.Connect(QStringLiteral("MainConnection"), true) ||
-        !connection.login(parser.value(QStringLiteral("login")),
-                          parser.value(QStringLiteral("password")))) {
-        out << "cannot connect or log in (check PGDATABASE and the login)" << Qt::endl;
+    if (!session.open(parser))
         return 1;
-    }
-    app.setProperty("Connection", objToVar(&connection));
 
     QDataSet *set = getDocument(&app);
     {

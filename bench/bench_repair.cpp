@@ -8,6 +8,7 @@
 // reads them. db/generate.sql fills the catalogue (20 000 families in 2 000
 // types by default).
 
+#include "benchsession.h"
 #include "qdataset.h"
 #include "qdatatable.h"
 #include "qsqlconnection.h"
@@ -29,7 +30,7 @@ extern "C" QDataSet *getDocument(QObject *parent);
 
 namespace {
 
-QTextStream out(stdout);
+QTextStream &out = benchOut();
 
 double cpuMs()
 {
@@ -79,23 +80,12 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QCommandLineParser parser;
-    parser.addOption({QStringLiteral("login"), QStringLiteral("User login."),
-                      QStringLiteral("login"), QStringLiteral("kuznetsova")});
-    parser.addOption({QStringLiteral("password"), QStringLiteral("Password."),
-                      QStringLiteral("password"), QStringLiteral("kuznetsova")});
-    parser.addOption({QStringLiteral("driver"), QStringLiteral("Driver library."),
-                      QStringLiteral("path"), QStringLiteral(PGDRIVER_PATH)});
+    BenchSession session;
+    session.addOptions(parser);
     parser.process(app);
 
-    QLibrary driver(parser.value(QStringLiteral("driver")));
-    QSqlConnection connection(&driver);
-    if (!connection.Connect(QStringLiteral("MainConnection"), true) ||
-        !connection.login(parser.value(QStringLiteral("login")),
-                          parser.value(QStringLiteral("password")))) {
-        out << "cannot connect or log in (check PGDATABASE and the login)" << Qt::endl;
+    if (!session.open(parser))
         return 1;
-    }
-    app.setProperty("Connection", objToVar(&connection));
     // A message box would wait for a user: print it and close it.
     QTimer boxes;
     QObject::connect(&boxes, &QTimer::timeout, [] {

@@ -1,5 +1,6 @@
 #include "testfixture.h"
 
+#include <QSqlField>
 #include <QSqlQuery>
 
 TestFixture::TestFixture(const QString &prefix, Mode mode, const QString &user)
@@ -28,4 +29,15 @@ QVariant TestFixture::value(const QString &sql) const
 {
     QSqlQuery query(m_db.directConnection());
     return query.exec(sql) && query.next() ? query.value(0) : QVariant();
+}
+
+QSqlRecord recordOf(const QVariantMap &values)
+{
+    QSqlRecord record;
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        QSqlField field(it.key(), it.value().type());
+        field.setValue(it.value());
+        record.append(field);
+    }
+    return record;
 }

@@ -3,10 +3,15 @@
 #include "loggedinconnection.h"
 #include "pgtestdb.h"
 
+#include <QSqlRecord>
 #include <QVariant>
 #include <memory>
 
 class QSqlConnection;
+
+// A record of named values, as a table hands one to a script (a name the
+// script uses and the record lacks is bound as NULL).
+QSqlRecord recordOf(const QVariantMap &values);
 
 // The common ground of the test programs: a fresh copy of the demo database
 // on the test cluster and, unless asked otherwise, the host's logged-in

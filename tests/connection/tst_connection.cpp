@@ -9,21 +9,6 @@
 #include <QSqlField>
 #include <cstdio>
 
-namespace {
-
-QSqlRecord makeRecord(const QVariantMap &values)
-{
-    QSqlRecord record;
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        QSqlField field(it.key(), it.value().type());
-        field.setValue(it.value());
-        record.append(field);
-    }
-    return record;
-}
-
-} // namespace
-
 // A logged-in connection of the case's own on the program's database.
 #define LOGGED_IN(conn, ...)                                                                       \
     LoggedInConnection conn(m_fx->db(), ##__VA_ARGS__);                                            \
@@ -146,7 +131,7 @@ void TestConnection::placeholders_boundAndTraced()
 
     QList<QSqlQuery> queries;
     if (values.type() == QVariant::Map) {
-        const QSqlRecord record = makeRecord(values.toMap());
+        const QSqlRecord record = recordOf(values.toMap());
         QSqlQuery given(conn->getDatabase());
         conn->execScript(sql, &given, record, true);
         conn->execScript(sql, nullptr, record); // no query: nothing
@@ -373,7 +358,7 @@ void TestConnection::driverForwardsAndRemakeConnectsAgain()
         columns.append(column);
     }
     const QSqlRecord converted = conn->convert(
-        makeRecord({{"id", "9000000000"}, {"c_name", "Брак"}, {"c_extra", 1}}), columns);
+        recordOf({{"id", "9000000000"}, {"c_name", "Брак"}, {"c_extra", 1}}), columns);
     QStringList fields;
     for (int i = 0; i < converted.count(); ++i)
         fields << converted.fieldName(i) + QLatin1Char('=') +

@@ -14,23 +14,6 @@
 #include <QSqlField>
 #include <QSqlRecord>
 
-namespace {
-
-// A record of named values, as a table hands one to a script; names it lacks
-// are bound as NULL.
-QSqlRecord toRecord(const QVariantMap &values)
-{
-    QSqlRecord record;
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        QSqlField field(it.key(), it.value().type());
-        field.setValue(it.value());
-        record.append(field);
-    }
-    return record;
-}
-
-} // namespace
-
 class TestDb : public QObject
 {
     Q_OBJECT
@@ -62,7 +45,7 @@ private:
     // positioned on its first row when it ran.
     QSqlQuery run(const QString &script, const QVariantMap &values = {})
     {
-        return run(script, toRecord(values));
+        return run(script, recordOf(values));
     }
     QSqlQuery run(const QString &script, const QSqlRecord &record);
     // The error of a statement that must fail; the transaction stays usable.

@@ -13,17 +13,6 @@ namespace {
 
 const char refused[] = "42501"; // insufficient_privilege
 
-QSqlRecord toRecord(const QVariantMap &values)
-{
-    QSqlRecord record;
-    for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        QSqlField field(it.key(), it.value().type());
-        field.setValue(it.value());
-        record.append(field);
-    }
-    return record;
-}
-
 // Runs one statement with psql as guest over TCP; the SQLSTATE of the error,
 // or "" when it ran.
 QString psqlAsGuest(const QString &database, const QString &sql)
@@ -106,7 +95,7 @@ void TestRights::guestIsRefused()
     LoggedInConnection conn(m_fx->db(), QStringLiteral("guest"), QStringLiteral("guest"));
     QVERIFY2(conn.isValid(), qPrintable(conn.error()));
     const QString sql = script.contains(QLatin1Char(' ')) ? script : conn->getScript(script);
-    QSqlRecord fields = toRecord(values);
+    QSqlRecord fields = recordOf(values);
     const QString text = conn->parseQuery(sql, &fields);
 
     QCOMPARE(conn->execScript(sql, fields).lastError().nativeErrorCode(), QLatin1String(refused));
